@@ -1,0 +1,107 @@
+// Virtual USB devices on a umockdev test bed: tablets of the catalogue, HID
+// devices of other makers, and non-HID devices such as fingerprint scanners.
+// The code under test reaches them through real libusb (usbfs ioctls answered
+// here). The process must run under umockdev-wrapper (LD_PRELOAD).
+//
+// Create the Testbed before any libusb or Qt thread starts; call libusb_init
+// after it exists and libusb_exit before it is destroyed.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace emu {
+
+using Bytes = std::vector<uint8_t>;
+
+// What a device looks like on the bus. One configuration, one interface.
+struct DeviceSpec {
+    uint16_t vendorId = 0;
+    uint16_t productId = 0;
+    uint16_t bcdDevice = 0x0100;
+    uint8_t deviceClass = 0;       // bDeviceClass
+    uint8_t interfaceClass = 3;    // 3 = HID; 0, 8, 220 for the scanners
+    uint8_t altSettings = 1;       // alternate settings of the interface
+    uint16_t inPacketSize = 64;    // interrupt IN wMaxPacketSize, 0 = no IN endpoint
+    uint16_t outPacketSize = 0;    // interrupt OUT wMaxPacketSize, 0 = no OUT endpoint
+    bool kernelDriverBound = true; // "usbhid" bound at plug-in (HID only)
+
+    // A catalogue tablet: vendor, product, IN endpoint sized for its reports.
+    static DeviceSpec tabletRow(int row, bool withOutEndpoint = false);
+    static DeviceSpec tabletPid(uint16_t pid, bool withOutEndpoint = false);
+};
+
+// One control transfer as the device saw it.
+struct ControlRequest {
+    uint8_t requestType = 0;
+    uint8_t request = 0;
+    uint16_t value = 0;
+    uint16_t index = 0;
+    uint16_t length = 0;
+    Bytes data;                    // OUT data (host to device)
+};
+
+class Device;
+
+// How a device answers. Default: accept every OUT, stall every IN request.
+// Handlers run on umockdev's ioctl thread and must not block; they may call
+// Device::push to queue input reports.
+class Behaviour {
+public:
+    virtual ~Behaviour() = default;
+    // SET_REPORT (0x21/9); reportType is the high byte of wValue (2 output, 3 feature).
+    // Return false to stall.
+    virtual bool onSetReport(Device &dev, uint8_t reportType, uint8_t reportId, const Bytes &data);
+    // GET_REPORT (0xA1/1): the bytes to return, or nullopt to stall.
+    virtual std::optional<Bytes> onGetReport(Device &dev, uint8_t reportType, uint8_t reportId, uint16_t length);
+    // Data written to the interrupt OUT endpoint.
+    virtual void onInterruptOut(Device &dev, const Bytes &data);
+    // Any other control request (string descriptors are answered before this).
+    virtual std::optional<Bytes> onOtherControl(Device &dev, const ControlRequest &req);
+};
+
+class Device {
+public:
+    const DeviceSpec &spec() const;
+    std::string syspath() const;
+    uint8_t busnum() const;
+    uint8_t devnum() const;        // changes on replug
+
+    void setBehaviour(std::shared_ptr<Behaviour> behaviour);
+
+    // Queue an input report for the interrupt IN endpoint (any thread).
+    void push(const Bytes &report);
+    // Queue reports at a fixed pace from a background thread; returns at once.
+    void pushPaced(std::vector<Bytes> reports, std::chrono::microseconds interval);
+    void waitPacedDone();
+
+    // What the host has done so far (any thread).
+    std::vector<ControlRequest> controlLog() const;
+    std::vector<Bytes> interruptOutLog() const;
+    void clearLogs();
+    bool claimed() const;            // interface claimed by an open handle
+    bool kernelDriverBound() const;  // "usbhid" bound (detach clears, attach sets)
+    int pendingInTransfers() const;  // interrupt IN URBs waiting for a report
+
+    void unplug();                   // pending URBs end with NO_DEVICE, then "remove"
+    void replug();                   // back at a new device number
+    bool plugged() const;
+};
+
+class Testbed {
+public:
+    Testbed();
+    ~Testbed();
+    Testbed(const Testbed &) = delete;
+    Testbed &operator=(const Testbed &) = delete;
+
+    Device &add(const DeviceSpec &spec, std::shared_ptr<Behaviour> behaviour = nullptr);
+    std::vector<Device *> devices();
+};
+
+} // namespace emu
