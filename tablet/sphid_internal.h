@@ -1,0 +1,56 @@
+// Internals of the HID transport shared by its source files.
+#pragma once
+
+#include <pthread.h>
+
+#include <libusb-1.0/libusb.h>
+
+#include "tablet/sphid.h"
+
+// One received input report in the queue of a handle, oldest first.
+struct input_report {
+    unsigned char *data;  // exactly len bytes
+    size_t len;
+    struct input_report *next;
+};
+
+struct hid_device_ {
+    libusb_device_handle *device_handle;
+    int input_endpoint;
+    int output_endpoint;           // 0 when the interface has none
+    int input_ep_max_packet_size;
+    int interface;
+    int manufacturer_index;
+    int product_index;
+    int serial_index;
+    int blocking;                  // chooses what hid_read does
+    pthread_t thread;
+    pthread_mutex_t mutex;         // guards input_reports and the wait
+    pthread_cond_t condition;      // a new report, or the read thread ended
+    pthread_barrier_t barrier;     // start-up hand-shake with the read thread
+    int shutdown_thread;
+    int cancelled;
+    struct libusb_transfer *transfer;
+    struct input_report *input_reports;
+};
+
+// One row of the language table: English name, lower-case locale code and
+// USB language id.
+struct lang_map_entry {
+    const char *name;
+    const char *string_code;
+    unsigned short usb_code;
+};
+
+// 133 rows and a terminating row of zeros.
+extern const struct lang_map_entry lang_map[];
+
+// The process-wide libusb context; null while the layer is down.
+extern libusb_context *usb_context;
+
+// "%04x:%04x:%02x" of bus number, device address and interface, newly
+// allocated.
+char *make_path(libusb_device *dev, int interface_number);
+
+// USB language id of the current locale, 0 when the table has none.
+unsigned short get_usb_code_for_current_locale(void);
