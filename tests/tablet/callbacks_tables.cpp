@@ -1,0 +1,123 @@
+// Registration, removal and dispatch of the two callback tables. Expected
+// orders are worked out by hand from the slot rules.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "tablet/pxtablet.h"
+
+namespace {
+
+std::string g_calls;
+int g_stopAt = -1;  // callback index that returns 0
+
+template <int N>
+int cb(TOUCH_INFO)
+{
+    g_calls += char('A' + N);
+    return N == g_stopAt ? 0 : 1;
+}
+
+template <int N>
+int mcb(MULTITOUCH_INFO)
+{
+    g_calls += char('a' + N);
+    return 1;
+}
+
+const TouchInfoCallBack kCb[6] = {cb<0>, cb<1>, cb<2>, cb<3>, cb<4>, cb<5>};
+const MultiTouchInfoCallBack kMcb[6] = {mcb<0>, mcb<1>, mcb<2>, mcb<3>, mcb<4>, mcb<5>};
+
+class Callbacks : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        memset(Touchcallback, 0, sizeof Touchcallback);
+        memset(MultiTouchcallback, 0, sizeof MultiTouchcallback);
+        g_calls.clear();
+        g_stopAt = -1;
+        // A selected row keeps registration from opening a device.
+        g_uDevinfo_index = 11;
+    }
+    void TearDown() override { g_uDevinfo_index = -1; }
+    std::string dispatchOnce()
+    {
+        g_calls.clear();
+        disptchEvent(TOUCH_INFO{});
+        return g_calls;
+    }
+};
+
+TEST_F(Callbacks, RegistrationRules)
+{
+    EXPECT_EQ(RegisterTouchInfoCallBack(nullptr), -11);
+    EXPECT_EQ(RegisterMultiTouchInfoCallBack(nullptr), -11);
+    EXPECT_EQ(UnregisterTouchInfoCallBack(nullptr), -11);
+    EXPECT_EQ(RegisterTouchInfoCallBack(kCb[0]), 0);
+    EXPECT_EQ(RegisterTouchInfoCallBack(kCb[0]), 0);  // same one twice: one slot
+    EXPECT_EQ(dispatchOnce(), "A");
+    for (int i = 1; i < 5; ++i)
+        EXPECT_EQ(RegisterTouchInfoCallBack(kCb[i]), 0);
+    EXPECT_EQ(RegisterTouchInfoCallBack(kCb[5]), 13);
+    EXPECT_EQ(dispatchOnce(), "EDCBA");
+    EXPECT_EQ(UnregisterTouchInfoCallBack(kCb[5]), 11);
+    EXPECT_EQ(dispatchOnce(), "EDCBA");
+}
+
+TEST_F(Callbacks, RemovalKeepsOrderAndDuplicatesTheLastSlot)
+{
+    for (int i = 0; i < 3; ++i)
+        RegisterTouchInfoCallBack(kCb[i]);
+    EXPECT_EQ(UnregisterTouchInfoCallBack(kCb[1]), 0);
+    EXPECT_EQ(dispatchOnce(), "CA");
+
+    // Full table: removing the first leaves the fifth in slots 3 and 4.
+    memset(Touchcallback, 0, sizeof Touchcallback);
+    for (int i = 0; i < 5; ++i)
+        RegisterTouchInfoCallBack(kCb[i]);
+    EXPECT_EQ(UnregisterTouchInfoCallBack(kCb[0]), 0);
+    EXPECT_EQ(dispatchOnce(), "EEDCB");
+    EXPECT_EQ(Touchcallback[3], kCb[4]);
+    EXPECT_EQ(Touchcallback[4], kCb[4]);
+    // The table counts as full until the duplicate goes.
+    EXPECT_EQ(RegisterTouchInfoCallBack(kCb[4]), 0);  // already there
+    EXPECT_EQ(RegisterTouchInfoCallBack(kCb[0]), 13);
+}
+
+TEST_F(Callbacks, DispatchStopsOnZeroForOneEventOnly)
+{
+    EXPECT_TRUE(dispatchOnce().empty());  // empty table: the event is lost
+    for (int i = 0; i < 3; ++i)
+        RegisterTouchInfoCallBack(kCb[i]);
+    g_stopAt = 1;
+    EXPECT_EQ(dispatchOnce(), "CB");
+    g_stopAt = -1;
+    EXPECT_EQ(dispatchOnce(), "CBA");
+
+    // Slot 0 empty hides the rest (only reachable by clearing it directly).
+    Touchcallback[0] = nullptr;
+    EXPECT_TRUE(dispatchOnce().empty());
+}
+
+TEST_F(Callbacks, MultiTouchTable)
+{
+    EXPECT_EQ(UnregisterMultiTouchInfoCallBack(kMcb[0]), 11);
+    // A null argument matches the first empty slot.
+    EXPECT_EQ(UnregisterMultiTouchInfoCallBack(nullptr), 0);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(RegisterMultiTouchInfoCallBack(kMcb[i]), 0);
+    g_calls.clear();
+    dispatchMultiEvent(MULTITOUCH_INFO{});
+    EXPECT_EQ(g_calls, "cba");
+    for (int i = 3; i < 5; ++i)
+        RegisterMultiTouchInfoCallBack(kMcb[i]);
+    EXPECT_EQ(RegisterMultiTouchInfoCallBack(kMcb[5]), 13);
+    EXPECT_EQ(UnregisterMultiTouchInfoCallBack(nullptr), 11);
+    EXPECT_EQ(UnregisterMultiTouchInfoCallBack(kMcb[2]), 0);
+    g_calls.clear();
+    dispatchMultiEvent(MULTITOUCH_INFO{});
+    EXPECT_EQ(g_calls, "eedba");
+}
+
+}  // namespace

@@ -1,0 +1,6 @@
+# Tests of the tablet protocol: decoding and callbacks without USB, then the
+# commands and whole devices against the emulator through real libusb.
+sp_add_test(NAME tablet_decode SOURCES ${CMAKE_CURRENT_LIST_DIR}/decode_reports.cpp
+            LIBS tablet TIMEOUT 60)
+sp_add_test(NAME tablet_callbacks SOURCES ${CMAKE_CURRENT_LIST_DIR}/callbacks_tables.cpp
+            LIBS tablet TIMEOUT 60)
