@@ -13,6 +13,10 @@ extern "C" int API_DestroyEngine(void *handle) __attribute__((weak));
 
 namespace {
 
+// Whether ReaderThread_id names a thread nobody has joined yet: SetMode can
+// open the transport without a reader, and joining a stale id is undefined.
+bool g_readerJoinable = false;
+
 const DEV_INFO_PX &selectedRow()
 {
     return Dev_info_px[g_uDevinfo_index];
@@ -71,6 +75,7 @@ int OpenDevice(void)
     exit_flag = 0;
     if (pthread_create(&ReaderThread_id, nullptr, reader_loop, nullptr) != 0)
         return failOpen(PX_ERR_THREAD);
+    g_readerJoinable = true;
     usleep(1000);
     return 0;
 }
@@ -83,9 +88,12 @@ int CloseDevice(void)
     g_EnableMouse = 0;
     if (g_uDevinfo_index >= 0) {
         exit_flag = 1;
-        // From a callback this runs on the reader itself: the join fails at
-        // once and the loop ends when the callback returns.
-        pthread_join(ReaderThread_id, nullptr);
+        // From a callback this runs on the reader itself: there is no join,
+        // and the loop ends when the callback returns.
+        if (g_readerJoinable && !pthread_equal(ReaderThread_id, pthread_self())) {
+            pthread_join(ReaderThread_id, nullptr);
+            g_readerJoinable = false;
+        }
         const DEV_INFO_PX &row = selectedRow();
         if (row.isPad == 1) {
             hid_set_nonblocking(hDev, 0);

@@ -4,3 +4,5 @@ sp_add_test(NAME tablet_decode SOURCES ${CMAKE_CURRENT_LIST_DIR}/decode_reports.
             LIBS tablet TIMEOUT 60)
 sp_add_test(NAME tablet_callbacks SOURCES ${CMAKE_CURRENT_LIST_DIR}/callbacks_tables.cpp
             LIBS tablet TIMEOUT 60)
+sp_add_test(NAME tablet_e2e_models SOURCES ${CMAKE_CURRENT_LIST_DIR}/e2e_models.cpp
+            LIBS tablet emulator UMOCKDEV TIMEOUT 300)
