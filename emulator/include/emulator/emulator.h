@@ -31,9 +31,21 @@ struct DeviceSpec {
     uint16_t outPacketSize = 0;    // interrupt OUT wMaxPacketSize, 0 = no OUT endpoint
     bool kernelDriverBound = true; // "usbhid" bound at plug-in (HID only)
 
+    // String descriptors: indices 1, 2, 3 in the device descriptor when not
+    // empty (UTF-8 here, UTF-16LE on the wire); languages is descriptor 0.
+    std::string manufacturer;
+    std::string product;
+    std::string serial;
+    std::vector<uint16_t> languages{0x0409};
+    // HID report descriptor; empty gives a vendor-defined one sized for the
+    // IN and OUT endpoints.
+    Bytes reportDescriptor;
+
     // A catalogue tablet: vendor, product, IN endpoint sized for its reports.
     static DeviceSpec tabletRow(int row, bool withOutEndpoint = false);
     static DeviceSpec tabletPid(uint16_t pid, bool withOutEndpoint = false);
+    // A device of another kind: bDeviceClass and interface class as given.
+    static DeviceSpec other(uint16_t vid, uint16_t pid, uint8_t deviceClass, uint8_t interfaceClass);
 };
 
 // One control transfer as the device saw it.
@@ -61,7 +73,9 @@ public:
     virtual std::optional<Bytes> onGetReport(Device &dev, uint8_t reportType, uint8_t reportId, uint16_t length);
     // Data written to the interrupt OUT endpoint.
     virtual void onInterruptOut(Device &dev, const Bytes &data);
-    // Any other control request (string descriptors are answered before this).
+    // Any other control request (device, configuration, string and HID report
+    // descriptors are answered before this). For an OUT request any value
+    // accepts it; nullopt stalls.
     virtual std::optional<Bytes> onOtherControl(Device &dev, const ControlRequest &req);
 };
 
@@ -91,6 +105,22 @@ public:
     void unplug();                   // pending URBs end with NO_DEVICE, then "remove"
     void replug();                   // back at a new device number
     bool plugged() const;
+
+    uint8_t altSetting() const;      // last alternate setting the host chose
+    size_t queuedReports() const;    // pushed reports no IN transfer has taken yet
+    std::string devnode() const;     // /dev/bus/usb/BBB/DDD
+
+    ~Device();
+    Device(const Device &) = delete;
+    Device &operator=(const Device &) = delete;
+
+    struct Impl;                     // emulator internals
+    Impl &impl() { return *d_; }
+
+private:
+    friend class Testbed;
+    explicit Device(std::unique_ptr<Impl> impl);
+    std::unique_ptr<Impl> d_;
 };
 
 class Testbed {
@@ -102,6 +132,13 @@ public:
 
     Device &add(const DeviceSpec &spec, std::shared_ptr<Behaviour> behaviour = nullptr);
     std::vector<Device *> devices();
+
+    std::string rootDir() const;     // the test bed's root folder
+
+    struct Impl;
+
+private:
+    std::unique_ptr<Impl> d_;
 };
 
 } // namespace emu

@@ -1,0 +1,95 @@
+// Unplug, replug, and the cost of waiting for a report.
+#include "usb_host.h"
+
+#include <sys/resource.h>
+
+using emu::Bytes;
+using emu::DeviceSpec;
+using emutest::Host;
+using emutest::Reader;
+
+namespace {
+
+std::chrono::microseconds processCpu()
+{
+    rusage ru{};
+    getrusage(RUSAGE_SELF, &ru);
+    return std::chrono::seconds(ru.ru_utime.tv_sec + ru.ru_stime.tv_sec) +
+           std::chrono::microseconds(ru.ru_utime.tv_usec + ru.ru_stime.tv_usec);
+}
+
+} // namespace
+
+// Unplugged: the pending read ends with NO_DEVICE, every later request fails
+// with NO_DEVICE, the bus forgets the device. Replugged: a new address, and
+// it works again from scratch (driver bound, nothing claimed).
+TEST(EmulatorPlug, UnplugAndReplug)
+{
+    emu::Testbed tb;
+    emu::Device &dev = tb.add(DeviceSpec::tabletRow(5));
+    emu::Device &bystander = tb.add(DeviceSpec::tabletRow(6));
+    Host host;
+    libusb_device_handle *h = host.openClaimed(dev);
+    ASSERT_NE(h, nullptr);
+    const uint8_t oldAddress = dev.devnum();
+    {
+        Reader reader(host.ctx, h, 10);
+        ASSERT_TRUE(emutest::eventually([&] { return dev.pendingInTransfers() == 1; }));
+        dev.push({1});
+        ASSERT_EQ(reader.waitFor(1).size(), 1u);
+        dev.unplug();
+        EXPECT_EQ(reader.waitEnd(), LIBUSB_TRANSFER_NO_DEVICE);
+    }
+    EXPECT_FALSE(dev.plugged());
+    EXPECT_FALSE(dev.claimed());
+
+    unsigned char buf[8] = {};
+    int done = 0;
+    EXPECT_EQ(libusb_control_transfer(h, 0x21, 9, 0x0300, 0, buf, 8, 1000), LIBUSB_ERROR_NO_DEVICE);
+    EXPECT_EQ(libusb_interrupt_transfer(h, 0x81, buf, 8, &done, 100), LIBUSB_ERROR_NO_DEVICE);
+    EXPECT_EQ(libusb_release_interface(h, 0), LIBUSB_ERROR_NO_DEVICE);
+    EXPECT_EQ(libusb_attach_kernel_driver(h, 0), LIBUSB_ERROR_NO_DEVICE);
+    dev.push({2}); // nobody there: dropped
+    EXPECT_EQ(dev.queuedReports(), 0u);
+    libusb_close(h);
+    EXPECT_TRUE(emutest::eventually([&] { return !host.sees(dev); }));
+    EXPECT_TRUE(host.sees(bystander));
+
+    dev.replug();
+    EXPECT_TRUE(dev.plugged());
+    EXPECT_NE(dev.devnum(), oldAddress);
+    EXPECT_NE(dev.devnum(), bystander.devnum());
+    ASSERT_TRUE(emutest::eventually([&] { return host.sees(dev); }));
+    EXPECT_TRUE(dev.kernelDriverBound());
+    h = host.openClaimed(dev);
+    ASSERT_NE(h, nullptr);
+    dev.push({3, 4});
+    ASSERT_EQ(libusb_interrupt_transfer(h, 0x81, buf, 8, &done, 1000), 0);
+    EXPECT_EQ(Bytes(buf, buf + done), (Bytes{3, 4}));
+    libusb_close(h);
+}
+
+// A reader waiting on an idle device costs no CPU: the event loop sleeps in
+// poll until a report is there. Generous bound: a quarter of one core.
+TEST(EmulatorPlug, IdleReaderCostsNoCpu)
+{
+    emu::Testbed tb;
+    emu::Device &dev = tb.add(DeviceSpec::tabletRow(0));
+    Host host;
+    libusb_device_handle *h = host.openClaimed(dev);
+    ASSERT_NE(h, nullptr);
+    {
+        Reader reader(host.ctx, h, 20);
+        ASSERT_TRUE(emutest::eventually([&] { return dev.pendingInTransfers() == 1; }));
+        const auto cpu0 = processCpu();
+        const auto wall0 = std::chrono::steady_clock::now();
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        const auto cpu = processCpu() - cpu0;
+        const auto wall = std::chrono::steady_clock::now() - wall0;
+        EXPECT_LT(cpu * 4, wall) << "CPU " << cpu.count() << " us";
+        // Still alive after the idle spell.
+        dev.push({7});
+        EXPECT_EQ(reader.waitFor(1), (std::vector<Bytes>{{7}}));
+    }
+    libusb_close(h);
+}
