@@ -11,7 +11,7 @@ namespace {
 
 constexpr unsigned int kSmallLimit = 256;
 constexpr int32_t kHeader = static_cast<int32_t>(sizeof(LHHeapBlock));
-static_assert(sizeof(LHHeapBlock) == 24, "block header is 24 bytes");
+static_assert(sizeof(LHHeapBlock) == 24 && alignof(LHHeapBlock) == 4, "24-byte header, 4-aligned");
 
 char *bytes(void *p) { return static_cast<char *>(p); }
 LHHeapBlock *blockAt(void *p) { return static_cast<LHHeapBlock *>(p); }

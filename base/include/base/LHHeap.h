@@ -13,13 +13,16 @@ typedef void (*LHRegionProvider)(unsigned int size, void **region, int *regionSi
 
 // Header in front of every block of a region (24 bytes). The blocks of a region
 // form one ring in ascending address order; the ring wraps from the highest
-// block back to the sentinel at the region's base.
+// block back to the sentinel at the region's base. Block sizes are multiples
+// of 4 only, so a header is 4-aligned and packed to that.
+#pragma pack(push, 4)
 struct LHHeapBlock {
     int32_t size;        // whole block, header included
     int32_t reserved;
     LHHeapBlock *prev;
     LHHeapBlock *next;
 };
+#pragma pack(pop)
 
 // One region obtained from the provider.
 struct LHHeapRegion {
