@@ -101,7 +101,7 @@ TEST(LogMsgOutput, RecordsAndSeparator)
         {QtInfoMsg, &ctx, "note", "Info: note  pad.cpp  42  void open()"},
         {QtInfoMsg, &bare, "m", "Info: m    7  "},
         {QtDebugMsg, &bare, "d", "Debug  File:   Line:7  Content:d"},
-        {static_cast<QtMsgType>(9), &ctx, "odd", ""},
+        {static_cast<QtMsgType>(7), &ctx, "odd", ""},  // no such type
     };
 
     std::string expectedFile, expectedOut;
