@@ -49,7 +49,7 @@ int ucs_cmpi(const wchar_t *a, const wchar_t *b)
         ++a;
         ++b;
     }
-    return sameFolded(*a, *b) ? 0 : diff(*a, *b);
+    return diff(*a, *b);
 }
 
 int ucs_len(const wchar_t *s)

@@ -181,6 +181,7 @@ TEST(Escapes, XmlAndUrl)
         // The count is checked after each entry, so the last one may pass it.
         {L" <", 2, " &lt;", "%20"},
         {L"& &", 1, "&amp;", "%26"},
+        {L"abc", 2, "ab", "ab"},  // ends as soon as the count reaches the limit
         {L"abc", 0, "", ""},
         {L"", 10, "", ""},
         {bad, 10, "ab", "ab"}, // unencodable units are skipped, not a stop

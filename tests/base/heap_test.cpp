@@ -178,6 +178,25 @@ TEST_F(Heap, GapBeforeTheCursorWaitsUntilTheCursorMoves)
     LHFree(d);
 }
 
+TEST_F(Heap, WalkFindsAnExactGap)
+{
+    g_regionSizes = {1300};
+    void *a = LHAlloc(257); // 24..308
+    void *b = LHAlloc(300); // 308..632
+    void *c = LHAlloc(300); // 632..956
+    void *d = LHAlloc(300); // 956..1280, tail of 20 bytes
+    LHFree(b);
+    EXPECT_EQ(cursorOff(), 956);
+    // The tail behind the cursor is too short; the walk from the sentinel
+    // finds b's old 324 bytes between a and c, an exact fit.
+    EXPECT_EQ(off(LHAlloc(300)), 332);
+    EXPECT_EQ(regionCount(), 1);
+    EXPECT_EQ(region(0)->freeBytes, 1300 - 284 - 3 * 324);
+    LHFree(a);
+    LHFree(c);
+    LHFree(d);
+}
+
 TEST_F(Heap, QuickRejectionAndRegionOrder)
 {
     g_regionSizes = {1000, 4096};
