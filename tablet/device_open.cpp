@@ -95,7 +95,9 @@ int CloseDevice(void)
             g_readerJoinable = false;
         }
         const DEV_INFO_PX &row = selectedRow();
-        if (row.isPad == 1) {
+        // A pad that was only selected (GetDeviceStatus, or SetMode on
+        // another model) has no handle to send start mode on.
+        if (row.isPad == 1 && hDev) {
             hid_set_nonblocking(hDev, 0);
             if (PXClose(hDev, row.pid) != 0)
                 result = PX_ERR_NO_ANSWER;

@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <cstring>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -85,6 +86,19 @@ bool eventually(P pred, std::chrono::seconds limit = std::chrono::seconds(10))
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return true;
+}
+
+// Runs a call that may loop for as long as the pad keeps accepting commands.
+// Bounded: if it has not returned in time, the device is unplugged so that
+// the next send fails and the call ends, and the test fails.
+inline int bounded(emu::Device &dev, std::function<int()> call, std::chrono::seconds limit = std::chrono::seconds(20))
+{
+    auto result = std::async(std::launch::async, std::move(call));
+    if (result.wait_for(limit) == std::future_status::timeout) {
+        ADD_FAILURE() << "call did not end in time; unplugging";
+        dev.unplug();
+    }
+    return result.get();
 }
 
 // A fresh test bed and tablet layer state for each test; the layer is closed

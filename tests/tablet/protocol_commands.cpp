@@ -1,0 +1,241 @@
+// The pads' commands on the wire and their acknowledgement rules, and the
+// display tablets' custom-ID exchange, against the emulator through libusb.
+// Expected bytes are written out by hand from the command tables.
+#include "e2e_support.h"
+
+namespace {
+
+using namespace e2e;
+using emu::Answer;
+using emu::Bytes;
+using emu::Command;
+
+// Report payloads of SET_REPORT requests (feature type), in order.
+std::vector<Bytes> setReports(const emu::Device &dev)
+{
+    std::vector<Bytes> out;
+    for (const auto &c : dev.controlLog()) {
+        if (c.requestType == 0x21 && c.request == 9) {
+            EXPECT_EQ(c.value, 0x0300 | c.data.at(0));  // feature type, report id in the low byte
+            out.push_back(c.data);
+        }
+    }
+    return out;
+}
+
+Bytes zeros64(uint8_t cmd)
+{
+    Bytes b(64, 0);
+    b[0] = 0x01;
+    b[1] = cmd;
+    return b;
+}
+
+Bytes signBlock()
+{
+    Bytes b(64, 0);
+    b[0] = 0x01;
+    b[1] = 0x0C;
+    // little-endian words at their offsets
+    const int at[] = {16, 18, 20, 22, 24, 30, 32, 38, 40, 42, 44, 46, 48, 54, 56, 58, 60};
+    const int w[] = {0x195E, 0x27DE, 0x039F, 0x7FFF, 0x7FFF, 0x7FFF, 0x7FFF, 0x20E3, 0x19AB,
+                     0x05FA, 0x0305, 0x7FFF, 0x7FFF, 0x1A4F, 0x19AB, 0x05FA, 0x0305};
+    for (int i = 0; i < 17; ++i) {
+        b[at[i]] = uint8_t(w[i]);
+        b[at[i] + 1] = uint8_t(w[i] >> 8);
+    }
+    return b;
+}
+
+// Open then close sends identity, sign and start commands, byte for byte.
+TEST_F(TabletTest, CommandBytesOfEachFamily)
+{
+    Bytes serial8816(22, 0);
+    const uint8_t head[] = {0x03, 0xEE, 0x00, 0x00, 0x02, 0xF3, 0x03, 0xF2};
+    std::copy(std::begin(head), std::end(head), serial8816.begin());
+    struct Case {
+        uint16_t pid;
+        bool outEndpoint;
+        std::vector<Bytes> wire;
+    } cases[] = {
+        {0x8420, false, {{0x05, 0x88, 0x70}, {0x05, 0x11, 0x70}, {0x05, 0x22, 0x70}}},
+        {0x8421, false,
+         {{0x05, 0x05, 0x0A, 0, 0, 0, 0, 0x14}, {0x05, 0x03, 0, 0, 0, 0, 0, 0x08}, {0x05, 0x04, 0, 0, 0, 0, 0, 0x09}}},
+        {0x8816, false, {serial8816, {0x05, 0x03, 0, 0, 0, 0, 0, 0x08}, {0x05, 0x04, 0, 0, 0, 0, 0, 0x09}}},
+        {0x880F, false, {zeros64(0xF1), signBlock(), zeros64(0x09)}},
+        {0x8807, true, {zeros64(0xF1), signBlock(), zeros64(0x09)}},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.pid);
+        auto beh = std::make_shared<emu::TabletBehaviour>(c.pid);
+        emu::Device &dev = bed->add(emu::DeviceSpec::tabletPid(c.pid, c.outEndpoint), beh);
+        ASSERT_EQ(bounded(dev, [] { return OpenDevice(); }), 0);
+        ASSERT_EQ(bounded(dev, [] { return CloseDevice(); }), 0);
+        const std::vector<Bytes> sent = c.outEndpoint ? dev.interruptOutLog() : setReports(dev);
+        EXPECT_EQ(sent, c.wire);
+        for (const Bytes &b : sent)
+            if (b.size() == 8 && b[0] == 0x05) {
+                unsigned sum = 0;
+                for (int i = 0; i < 7; ++i)
+                    sum += b[i];
+                EXPECT_EQ(sum & 0xFF, b[7]) << "checksum";
+            }
+        dev.unplug();
+    }
+}
+
+// Sign mode is sent again after silence or a wrong reply, without a limit,
+// for as long as the send succeeds; a failing send ends it with -10.
+TEST_F(TabletTest, SignModeResendRules)
+{
+    std::shared_ptr<emu::TabletBehaviour> beh;
+    emu::Device &c2 = plug(0x8421, beh);
+    beh->plan(Command::Sign, {Answer::Silent, Answer::Wrong, Answer::Wrong, Answer::Wrong, Answer::Ack});
+    EXPECT_EQ(bounded(c2, [] { return OpenDevice(); }), 0);
+    EXPECT_EQ(beh->count(Command::Sign), 5);
+    EXPECT_EQ(bounded(c2, [] { return CloseDevice(); }), 0);
+    c2.unplug();
+
+    emu::Device &c1 = plug(0x8420, beh);
+    beh->plan(Command::Sign, {Answer::Wrong, Answer::Wrong, Answer::Stall});
+    EXPECT_EQ(bounded(c1, [] { return OpenDevice(); }), -10);
+    EXPECT_EQ(beh->count(Command::Sign), 3);
+    EXPECT_EQ(hDev, nullptr);
+    EXPECT_EQ(g_uDevinfo_index, -1);
+    EXPECT_FALSE(c1.claimed());
+    c1.unplug();
+
+    // Start mode at close: not acknowledged, then the send fails: -10, all released.
+    emu::Device &c5 = plug(0x8807, beh);
+    beh->plan(Command::Start, {Answer::Wrong, Answer::Stall});
+    EXPECT_EQ(bounded(c5, [] { return OpenDevice(); }), 0);
+    EXPECT_EQ(bounded(c5, [] { return CloseDevice(); }), -10);
+    EXPECT_EQ(beh->count(Command::Start), 2);
+    EXPECT_EQ(hDev, nullptr);
+    EXPECT_FALSE(c5.claimed());
+}
+
+// The pads' identity: three attempts, a late answer still counts, a pad that
+// never answers opens without one, a failing send fails the open.
+TEST_F(TabletTest, PadIdentityAttempts)
+{
+    struct Case {
+        const char *what;
+        uint16_t pid;
+        std::vector<Answer> plan;
+        int open, attempts, serialLen, signs;
+    } cases[] = {
+        {"silent", 0x8420, {Answer::Silent}, 0, 3, 0, 1},
+        {"wrong", 0x880F, {Answer::Wrong}, 0, 3, 0, 1},
+        {"third try", 0x8807, {Answer::Silent, Answer::Wrong, Answer::Ack}, 0, 3, 11, 1},
+        {"second try", 0x8421, {Answer::Wrong, Answer::Ack}, 0, 2, 11, 1},
+        {"send fails", 0x8816, {Answer::Stall}, -10, 1, 0, 0},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        std::shared_ptr<emu::TabletBehaviour> beh;
+        emu::Device &dev = plug(c.pid, beh);
+        beh->plan(Command::Identity, c.plan);
+        g_nSerial = 0;
+        EXPECT_EQ(bounded(dev, [] { return OpenDevice(); }), c.open);
+        EXPECT_EQ(beh->count(Command::Identity), c.attempts);
+        EXPECT_EQ(g_nSerial, c.serialLen);
+        EXPECT_EQ(beh->count(Command::Sign), c.signs);
+        CloseDevice();
+        dev.unplug();
+    }
+}
+
+// The display tablets' custom-ID exchange.
+TEST_F(TabletTest, CustomIdExchange)
+{
+    struct Case {
+        const char *what;
+        std::vector<Answer> ack, block;
+        int serialLen, getReports;
+    } cases[] = {
+        {"no acknowledgement", {Answer::Silent}, {}, 0, 0},
+        {"wrong acknowledgement", {Answer::Wrong}, {}, 0, 0},
+        // Twenty replies, none valid, yet the last result is positive: the
+        // request buffer itself (A1 01 A1 01 00 00 40 ...) is decoded from
+        // byte 3 as a scrambled block: category 40 ^ 00, the rest zero.
+        {"block never valid", {}, {Answer::Wrong}, 11, 20},
+        {"block stalls", {}, {Answer::Stall}, 0, 20},
+        {"block on third", {}, {Answer::Silent, Answer::Wrong, Answer::Ack}, 11, 3},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        std::shared_ptr<emu::TabletBehaviour> beh;
+        emu::Device &dev = plug(0x3103, beh);
+        beh->plan(Command::CustomIdAck, c.ack);
+        beh->plan(Command::CustomIdBlock, c.block);
+        g_nSerial = 0;
+        EXPECT_EQ(OpenDevice(), 0);
+        EXPECT_EQ(g_nSerial, c.serialLen);
+        if (c.serialLen && c.block.size() == 1) {
+            const unsigned char fromRequest[11] = {0x02, 0x88, 0x40, 0, 0, 0, 0, 0, 0, 0, 0};
+            EXPECT_EQ(memcmp(g_bSerial, fromRequest, 11), 0);
+        }
+        std::vector<uint16_t> values;
+        for (const auto &r : dev.controlLog())
+            if (r.requestType == 0xA1 && r.request == 1) {
+                values.push_back(r.value);
+                EXPECT_EQ(r.length, 64);
+            }
+        EXPECT_EQ(int(values.size()), c.getReports);
+        if (!values.empty()) {
+            EXPECT_EQ(values[0], 0x03A1);  // feature report A1
+        }
+        // A rejected reply stays in the buffer: its byte 0 (07) is the next report id.
+        if (values.size() >= 3 && c.block.size() > 1) {
+            EXPECT_EQ(values[2], 0x0307);
+        }
+        EXPECT_EQ(CloseDevice(), 0);
+        dev.unplug();
+    }
+}
+
+// SetMode acts on KV-C1 and KV-C5 only; it opens the transport itself when
+// the device is not open.
+TEST_F(TabletTest, SetModeCases)
+{
+    EXPECT_EQ(SetMode(2), 1);  // nothing attached
+
+    struct Case {
+        const char *what;
+        uint16_t pid;
+        int mode;
+        std::vector<Answer> fpr;
+        int result;
+        Command sent;
+        int count;
+    } cases[] = {
+        {"C1 fingerprint", 0x8420, 2, {}, 0, Command::Fingerprint, 1},
+        {"C1 fingerprint late", 0x8420, 2, {Answer::Silent, Answer::Ack}, 0, Command::Fingerprint, 2},
+        {"C1 fingerprint silent", 0x8420, 2, {Answer::Silent}, -10, Command::Fingerprint, 3},
+        {"C5 fingerprint", 0x8807, 2, {}, 0, Command::Fingerprint, 1},
+        {"C5 fingerprint wrong", 0x8807, 2, {Answer::Wrong}, -10, Command::Fingerprint, 3},
+        {"C5 fingerprint stalls", 0x8807, 2, {Answer::Stall}, -10, Command::Fingerprint, 1},
+        {"C1 start", 0x8420, 3, {}, 0, Command::Start, 1},
+        {"C5 sign", 0x8807, 1, {}, 0, Command::Sign, 1},
+        {"C1 mode 7", 0x8420, 7, {}, 0, Command::Unknown, 0},
+        {"C2 sign", 0x8421, 1, {}, 0, Command::Sign, 0},
+        {"C4 fingerprint", 0x880F, 2, {}, 0, Command::Fingerprint, 0},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        std::shared_ptr<emu::TabletBehaviour> beh;
+        emu::Device &dev = plug(c.pid, beh);
+        beh->plan(Command::Fingerprint, c.fpr);
+        ASSERT_EQ(GetDeviceStatus(), 0);
+        EXPECT_EQ(bounded(dev, [&] { return SetMode(c.mode); }), c.result);
+        EXPECT_EQ(beh->count(c.sent), c.count);
+        if (c.count == 0) {
+            EXPECT_TRUE(beh->history().empty());
+        }
+        CloseDevice();
+        dev.unplug();
+    }
+}
+
+}  // namespace
