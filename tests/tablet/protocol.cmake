@@ -8,3 +8,5 @@ sp_add_test(NAME tablet_e2e_models SOURCES ${CMAKE_CURRENT_LIST_DIR}/e2e_models.
             LIBS tablet emulator UMOCKDEV TIMEOUT 300)
 sp_add_test(NAME tablet_protocol_commands SOURCES ${CMAKE_CURRENT_LIST_DIR}/protocol_commands.cpp
             LIBS tablet emulator UMOCKDEV TIMEOUT 300)
+sp_add_test(NAME tablet_e2e_lifecycle SOURCES ${CMAKE_CURRENT_LIST_DIR}/e2e_lifecycle.cpp
+            LIBS tablet emulator UMOCKDEV TIMEOUT 300)
