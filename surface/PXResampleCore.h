@@ -53,4 +53,10 @@ void BuildAnyRadius(TapTable<W>& table, float scale, float radius, int size, W (
 void RunPasses(const PXSurface* src, PXSurface* dst, const TapTable<int>& rows, const TapTable<int>& cols);
 void RunPasses(const PXSurface* src, PXSurface* dst, const TapTable<float>& rows, const TapTable<float>& cols);
 
+// True if the pixel ranges of the two surfaces share memory.
+bool Overlaps(const PXSurface* a, const PXSurface* b);
+
+// to[x] = from[columns[x]] for count pixels.
+void NearestRow(const PXPixel* from, const int* columns, PXPixel* to, int count);
+
 } // namespace pxresample

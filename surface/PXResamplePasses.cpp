@@ -152,6 +152,15 @@ void HorizontalRow(const float* cells, const TapTable<float>& cols, float*, uint
     }
 }
 
+// Byte range [first, last) covered by a surface's rows.
+void Span(const PXSurface* s, uintptr_t& first, uintptr_t& last)
+{
+    uintptr_t top = reinterpret_cast<uintptr_t>(s->pixels);
+    uintptr_t bottom = reinterpret_cast<uintptr_t>(s->pixels + static_cast<ptrdiff_t>(s->height - 1) * s->stride);
+    first = std::min(top, bottom);
+    last = std::max(top, bottom) + static_cast<uintptr_t>(s->width) * sizeof(PXPixel);
+}
+
 template <typename Cell, typename W>
 void Run(const PXSurface* src, PXSurface* dst, const TapTable<W>& rows, const TapTable<W>& cols)
 {
@@ -193,13 +202,43 @@ void Run(const PXSurface* src, PXSurface* dst, const TapTable<W>& rows, const Ta
 
 } // namespace
 
+bool Overlaps(const PXSurface* a, const PXSurface* b)
+{
+    if (a->width < 1 || a->height < 1 || b->width < 1 || b->height < 1)
+        return false;
+    uintptr_t a0, a1, b0, b1;
+    Span(a, a0, a1);
+    Span(b, b0, b1);
+    return a0 < b1 && b0 < a1;
+}
+
+SP_CLONES void NearestRow(const PXPixel* from, const int* columns, PXPixel* to, int count)
+{
+    const uint32_t* f = reinterpret_cast<const uint32_t*>(from);
+    uint32_t* t = reinterpret_cast<uint32_t*>(to);
+    for (int x = 0; x < count; ++x)
+        t[x] = f[columns[x]];
+}
+
+// The source is read whole before the destination is written, so a
+// destination that shares memory with the source is filled from a copy of it.
 void RunPasses(const PXSurface* src, PXSurface* dst, const TapTable<int>& rows, const TapTable<int>& cols)
 {
+    if (Overlaps(src, dst)) {
+        PXSurface copy(*src);
+        Run<int32_t>(&copy, dst, rows, cols);
+        return;
+    }
     Run<int32_t>(src, dst, rows, cols);
 }
 
 void RunPasses(const PXSurface* src, PXSurface* dst, const TapTable<float>& rows, const TapTable<float>& cols)
 {
+    if (Overlaps(src, dst)) {
+        PXSurface copy(*src);
+        Run<float>(&copy, dst, rows, cols);
+        return;
+    }
     Run<float>(src, dst, rows, cols);
 }
 

@@ -3,6 +3,7 @@
 #include "surface/PXResampler.h"
 
 #include <cstdlib>
+#include <cstring>
 
 using pxresample::TapTable;
 
@@ -59,14 +60,22 @@ void PXNearestResampler::DoResample(PXSurface* src, PXSurface* dst)
         int sx = static_cast<int>(xs * x + 0.5);
         columns[x] = sx > src->width - 1 ? src->width - 1 : sx;
     }
+    // A repeated source row is copied from the row above, unless the rows of
+    // the destination overlap each other or the source.
+    const bool reuse = dst->stride >= dw && !pxresample::Overlaps(src, dst);
+    int previous = -1;
     for (int y = 0; y < dh; ++y) {
         int sy = static_cast<int>(ys * y + 0.5);
         if (sy > src->height - 1)
             sy = src->height - 1;
-        const PXPixel* from = src->pixels + static_cast<ptrdiff_t>(sy) * src->stride;
         PXPixel* to = dst->pixels + static_cast<ptrdiff_t>(y) * dst->stride;
-        for (int x = 0; x < dw; ++x)
-            to[x] = from[columns[x]];
+        if (reuse && sy == previous) {
+            // Same source row as the row above: the same pixels again.
+            std::memcpy(static_cast<void*>(to), to - dst->stride, static_cast<size_t>(dw) * sizeof(PXPixel));
+            continue;
+        }
+        previous = sy;
+        pxresample::NearestRow(src->pixels + static_cast<ptrdiff_t>(sy) * src->stride, columns, to, dw);
     }
     std::free(columns);
 }
