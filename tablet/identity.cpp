@@ -21,12 +21,13 @@ constexpr int kIdentityLen = 11;
 // (kept: they run a few times per open). The list keeps them reachable.
 unsigned char *keptCopy(const unsigned char *data, int len)
 {
-    static std::vector<unsigned char *> kept;
+    // Never destroyed, so that the copies stay reachable until exit.
+    static auto *kept = new std::vector<unsigned char *>;
     auto *copy = static_cast<unsigned char *>(malloc(len + 1));
     if (!copy)
         return nullptr;
     memcpy(copy, data, len);
-    kept.push_back(copy);
+    kept->push_back(copy);
     return copy;
 }
 
