@@ -159,7 +159,7 @@ void Device::replug()
 {
     if (plugged())
         unplug();
-    d_->plug(d_->tb->nextDevnum++);
+    d_->plug(d_->tb->allocDevnum());
 }
 
 } // namespace emu

@@ -59,6 +59,8 @@ struct Node {
     void refreshPollout();
     void forget(UMockdevIoctlClient *client);
     void sweep();
+    // Caller holds no lock.
+    void retire(UMockdevTestbed *tb);
 };
 
 struct Device::Impl {
@@ -101,6 +103,8 @@ struct Testbed::Impl {
     std::string root;
     std::vector<std::unique_ptr<Device>> devices;
     uint8_t nextDevnum = 2;             // 1 is the root hub
+
+    uint8_t allocDevnum();
 };
 
 void releaseUrb(Urb &u);

@@ -211,37 +211,77 @@ Testbed::Testbed() : d_(std::make_unique<Impl>())
     g_free(root);
 }
 
+// Takes the node off the bus for good: no handler, no FIFO, no client.
+void Node::retire(UMockdevTestbed *tb)
+{
+    umockdev_testbed_detach_ioctl(tb, devnode.c_str(), nullptr);
+    g_signal_handlers_disconnect_by_data(handler, this);
+    {
+        std::lock_guard<std::mutex> lock(dev->m);
+        for (Urb &u : pendingIn)
+            releaseUrb(u);
+        pendingIn.clear();
+        for (auto &c : clients) {
+            for (Urb &u : c.second.reapable)
+                releaseUrb(u);
+            g_signal_handler_disconnect(c.first, c.second.notifyId);
+            g_object_unref(c.first);
+        }
+        clients.clear();
+        if (dev->claimOwner && dev->current() == this)
+            dev->claimOwner = nullptr;
+    }
+    g_object_unref(handler);
+    handler = nullptr;
+    if (fifo >= 0)
+        close(fifo);
+    fifo = -1;
+}
+
+// USB has addresses 1 to 127, 1 being the root hub. An address comes back
+// once the plug-in that had it is unplugged, replaced and closed by every
+// handle (its /dev node and ioctl handler go with it).
+uint8_t Testbed::Impl::allocDevnum()
+{
+    for (int tries = 0; tries < 126; ++tries) {
+        const uint8_t devnum = nextDevnum;
+        nextDevnum = nextDevnum >= 127 ? 2 : uint8_t(nextDevnum + 1);
+        bool inUse = false;
+        std::vector<std::pair<Device::Impl *, Node *>> stale;
+        for (auto &dev : devices) {
+            Device::Impl &d = dev->impl();
+            std::lock_guard<std::mutex> lock(d.m);
+            for (auto &n : d.nodes) {
+                if (n->devnum != devnum)
+                    continue;
+                n->sweep();
+                if (n->live || n.get() == d.current() || !n->clients.empty())
+                    inUse = true;
+                else
+                    stale.emplace_back(&d, n.get());
+            }
+        }
+        if (inUse)
+            continue;
+        for (auto &[d, n] : stale) {
+            n->retire(tb);
+            unlink((root + n->devnode).c_str());
+            std::lock_guard<std::mutex> lock(d->m);
+            d->nodes.erase(std::find_if(d->nodes.begin(), d->nodes.end(),
+                                        [n = n](const std::unique_ptr<Node> &p) { return p.get() == n; }));
+        }
+        return devnum;
+    }
+    throw std::runtime_error("emulator: no free device number on the bus");
+}
+
 Testbed::~Testbed()
 {
     for (auto &dev : d_->devices)
         dev->impl().joinPaced();
-    for (auto &dev : d_->devices) {
-        Device::Impl &impl = dev->impl();
-        for (auto &node : impl.nodes) {
-            umockdev_testbed_detach_ioctl(d_->tb, node->devnode.c_str(), nullptr);
-            g_signal_handlers_disconnect_by_data(node->handler, node.get());
-            std::lock_guard<std::mutex> lock(impl.m);
-            for (Urb &u : node->pendingIn)
-                releaseUrb(u);
-            node->pendingIn.clear();
-            for (auto &c : node->clients) {
-                for (Urb &u : c.second.reapable)
-                    releaseUrb(u);
-                g_signal_handler_disconnect(c.first, c.second.notifyId);
-                g_object_unref(c.first);
-            }
-            node->clients.clear();
-        }
-    }
-    for (auto &dev : d_->devices) {
-        for (auto &node : dev->impl().nodes) {
-            g_object_unref(node->handler);
-            node->handler = nullptr;
-            if (node->fifo >= 0)
-                close(node->fifo);
-            node->fifo = -1;
-        }
-    }
+    for (auto &dev : d_->devices)
+        for (auto &node : dev->impl().nodes)
+            node->retire(d_->tb);
     g_object_unref(d_->tb);
     d_->devices.clear();
 }
@@ -258,7 +298,7 @@ Device &Testbed::add(const DeviceSpec &spec, std::shared_ptr<Behaviour> behaviou
     impl->syspath = "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-" + std::to_string(port);
     Device::Impl *raw = impl.get();
     d_->devices.push_back(std::unique_ptr<Device>(new Device(std::move(impl))));
-    raw->plug(d_->nextDevnum++);
+    raw->plug(d_->allocDevnum());
     return *d_->devices.back();
 }
 

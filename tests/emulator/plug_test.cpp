@@ -3,6 +3,8 @@
 
 #include <sys/resource.h>
 
+#include <set>
+
 using emu::Bytes;
 using emu::DeviceSpec;
 using emutest::Host;
@@ -91,5 +93,32 @@ TEST(EmulatorPlug, IdleReaderCostsNoCpu)
         dev.push({7});
         EXPECT_EQ(reader.waitFor(1), (std::vector<Bytes>{{7}}));
     }
+    libusb_close(h);
+}
+
+// Addresses are seven bits: a device replugged more often than that gets
+// numbers back that no plug-in holds any more, never the bystander's.
+TEST(EmulatorPlug, AddressesComeBack)
+{
+    emu::Testbed tb;
+    emu::Device &dev = tb.add(DeviceSpec::tabletRow(2));
+    emu::Device &bystander = tb.add(DeviceSpec::tabletRow(3));
+    std::set<int> seen;
+    for (int i = 0; i < 140; ++i) {
+        dev.replug();
+        ASSERT_GE(dev.devnum(), 2);
+        ASSERT_LE(dev.devnum(), 127);
+        ASSERT_NE(dev.devnum(), bystander.devnum());
+        seen.insert(dev.devnum());
+    }
+    EXPECT_EQ(seen.size(), 125u); // 2..127 less the bystander's
+    Host host;
+    libusb_device_handle *h = host.openClaimed(dev);
+    ASSERT_NE(h, nullptr);
+    dev.push({9});
+    unsigned char buf[10];
+    int done = 0;
+    EXPECT_EQ(libusb_interrupt_transfer(h, 0x81, buf, 10, &done, 1000), 0);
+    EXPECT_EQ(done, 1);
     libusb_close(h);
 }
