@@ -1,5 +1,5 @@
 // Wide text to UTF-8, XML and URL text: any 32-bit units must convert within
-// the stated overshoot of the limit (five bytes for plain UTF-8, one entry of
+// the allowed overshoot of the limit (five bytes for plain UTF-8, one entry of
 // at most eight bytes for the escapers), and plain output must read back to
 // the units it was made from.
 #include "base/LHConvert.h"

@@ -1,5 +1,5 @@
 // Wide string functions and the table-driven search, against values worked
-// out by hand from the stated steps.
+// out by hand step by step.
 #include "base/LHString.h"
 
 #include <gtest/gtest.h>
