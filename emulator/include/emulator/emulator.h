@@ -88,7 +88,9 @@ public:
 
     void setBehaviour(std::shared_ptr<Behaviour> behaviour);
 
-    // Queue an input report for the interrupt IN endpoint (any thread).
+    // Queue an input report for the interrupt IN endpoint (any thread). It
+    // waits for the next IN transfer, even one submitted later; dropped while
+    // unplugged.
     void push(const Bytes &report);
     // Queue reports at a fixed pace from a background thread; returns at once.
     void pushPaced(std::vector<Bytes> reports, std::chrono::microseconds interval);
@@ -102,6 +104,7 @@ public:
     bool kernelDriverBound() const;  // "usbhid" bound (detach clears, attach sets)
     int pendingInTransfers() const;  // interrupt IN URBs waiting for a report
 
+    // From the test's thread, never from a Behaviour handler.
     void unplug();                   // pending URBs end with NO_DEVICE, then "remove"
     void replug();                   // back at a new device number
     bool plugged() const;
