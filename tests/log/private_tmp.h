@@ -1,14 +1,11 @@
-// Gives the test process a private /tmp (a fresh tmpfs in its own mount
-// namespace) and a private working directory, before any test runs. The trace
-// path is fixed and other test processes write it at the same time; this way
-// each log test reads back only its own lines.
+// Gives the test process, before main, a private tmpfs on /tmp in its own
+// mount namespace and a private working directory: the trace path is fixed
+// and other test processes write it at the same time.
 #pragma once
 
-#include <fcntl.h>
 #include <sched.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -16,44 +13,37 @@
 
 namespace logtest {
 
-inline bool writeFile(const char *path, const std::string &text)
+inline void writeProc(const char *path, const std::string &text)
 {
-    int fd = open(path, O_WRONLY);
-    if (fd < 0)
-        return false;
-    bool ok = write(fd, text.data(), text.size()) == (ssize_t)text.size();
-    close(fd);
-    return ok;
+    if (FILE *f = fopen(path, "w")) {
+        fputs(text.c_str(), f);
+        fclose(f);
+    }
 }
 
 inline bool enterPrivateTmp()
 {
     if (unshare(CLONE_NEWNS) != 0) {
-        // Not privileged: a user namespace maps us to root inside it.
-        uid_t uid = getuid();
-        gid_t gid = getgid();
+        // Not privileged: a user namespace makes us root inside it.
+        std::string uid = std::to_string(getuid()), gid = std::to_string(getgid());
         if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
             return false;
-        writeFile("/proc/self/setgroups", "deny");
-        writeFile("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
-        writeFile("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
+        writeProc("/proc/self/setgroups", "deny");
+        writeProc("/proc/self/uid_map", "0 " + uid + " 1");
+        writeProc("/proc/self/gid_map", "0 " + gid + " 1");
     }
-    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-        return false;
-    if (mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777") != 0)
-        return false;
     char dir[] = "/tmp/logtest-XXXXXX";
-    return mkdtemp(dir) != nullptr && chdir(dir) == 0;
+    return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount("tmpfs", "/tmp", "tmpfs", 0, "mode=1777") == 0 && mkdtemp(dir) && chdir(dir) == 0;
 }
 
-// Runs before main, while the process has one thread.
+// Static initialisation runs while the process still has one thread.
 inline const bool privateTmpReady = [] {
-    bool ok = enterPrivateTmp();
-    if (!ok) {
-        perror("private /tmp for the log tests");
+    if (!enterPrivateTmp()) {
+        perror("private /tmp");
         _exit(1);
     }
-    return ok;
+    return true;
 }();
 
 } // namespace logtest

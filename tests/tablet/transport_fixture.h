@@ -1,5 +1,5 @@
-// A fresh emulated bus per test: the test bed exists before libusb starts,
-// and the transport's context is released before the bed goes away.
+// A fresh emulated bus per test: the test bed exists before libusb starts and
+// the transport's context is released before the bed goes away.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,14 +13,11 @@
 #include "emulator/emulator.h"
 #include "tablet/sphid.h"
 
-namespace transporttest {
-
 class Bus : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        // The preload sleeps after each ioctl; default slack slows it a lot.
-        prctl(PR_SET_TIMERSLACK, 1);
+        prctl(PR_SET_TIMERSLACK, 1);  // the preload sleeps after each ioctl
         bed = std::make_unique<emu::Testbed>();
     }
     void TearDown() override
@@ -28,15 +25,19 @@ protected:
         hid_exit();
         bed.reset();
     }
-
+    // An empty bus again, libusb restarted on the next call.
+    void newBus()
+    {
+        TearDown();
+        bed = std::make_unique<emu::Testbed>();
+    }
     std::unique_ptr<emu::Testbed> bed;
 };
 
-// Polls until pred holds or ten seconds pass; the result is pred's last value.
+// Polls until pred holds, at most ten seconds.
 inline bool waitFor(const std::function<bool()> &pred)
 {
-    auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!pred()) {
+    for (auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10); !pred();) {
         if (std::chrono::steady_clock::now() > end)
             return false;
         std::this_thread::sleep_for(std::chrono::microseconds(200));
@@ -44,22 +45,7 @@ inline bool waitFor(const std::function<bool()> &pred)
     return true;
 }
 
-// True once the transport has taken every pushed report and has its one
-// read transfer waiting again.
-inline bool allTaken(emu::Device &dev)
-{
-    return waitFor([&] { return dev.queuedReports() == 0 && dev.pendingInTransfers() == 1; });
-}
-
-// A HID device of another maker.
 inline emu::DeviceSpec foreignHid(uint16_t vid, uint16_t pid)
 {
-    emu::DeviceSpec spec;
-    spec.vendorId = vid;
-    spec.productId = pid;
-    spec.deviceClass = 0;
-    spec.interfaceClass = 3;
-    return spec;
+    return emu::DeviceSpec::other(vid, pid, 0, 3);
 }
-
-} // namespace transporttest
