@@ -12,7 +12,7 @@ using emu::Command;
 emu::Stroke line(int n, int pressure)
 {
     emu::Stroke s;
-    s.interval = std::chrono::microseconds(1000);
+    s.interval = std::chrono::microseconds(2000);  // well inside what the 32-report queue absorbs while the reader sleeps 10 ms
     for (int i = 0; i < n; ++i)
         s.samples.push_back({2000 + 10 * i, 3000 + 10 * i, pressure});
     return s;

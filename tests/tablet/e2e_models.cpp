@@ -43,7 +43,7 @@ const Model kModels[] = {
 emu::Stroke theStroke()
 {
     emu::Stroke s;
-    s.interval = std::chrono::microseconds(1000);
+    s.interval = std::chrono::microseconds(2000);  // well inside what the 32-report queue absorbs while the reader sleeps 10 ms
     s.samples = {{1500, 2000, 0}, {1510, 2010, 20}, {1520, 2020, 42}, {1530, 2030, 43}, {1540, 2040, 44},
                  {1550, 900, 700}, {1560, 6000, 700}, {10206, 3000, 900}};
     for (int i = 0; i < 40; ++i)
