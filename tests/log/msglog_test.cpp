@@ -47,14 +47,17 @@ ChildRun runChild(const std::function<void()> &body, const std::string &marker)
     ChildRun run{"", false, 0};
     char buf[256];
     struct pollfd p = {fds[0], POLLIN, 0};
-    while (run.out.find(marker) == std::string::npos && poll(&p, 1, 10000) > 0) {
+    bool eof = false;
+    while (!eof && run.out.find(marker) == std::string::npos && poll(&p, 1, 10000) > 0) {
         ssize_t n = read(fds[0], buf, sizeof buf);
-        if (n <= 0)
-            break;
-        run.out.append(buf, (size_t)n);
+        eof = n <= 0;
+        if (!eof)
+            run.out.append(buf, (size_t)n);
     }
-    poll(&p, 1, 200);
-    run.ended = waitpid(pid, &run.status, WNOHANG) == pid;
+    // A child that goes on to the end closes the pipe: wait for it then.
+    if (!eof && poll(&p, 1, 200) > 0 && (p.revents & POLLHUP))
+        eof = true;
+    run.ended = waitpid(pid, &run.status, eof ? 0 : WNOHANG) == pid;
     if (!run.ended) {
         kill(pid, SIGKILL);
         waitpid(pid, nullptr, 0);
