@@ -70,7 +70,8 @@ TEST(PXSurface, ConstructionCopyAndAssignment)
     view = src.s;
     EXPECT_TRUE(view.borrowed && view.pixels != foreign && view.stride == 4);
     EXPECT_EQ(Word(view.pixels[4 + 3]), src.at(3, 1));
-    view = view; // self-assignment does nothing
+    const PXSurface& same = view;
+    view = same; // self-assignment does nothing
     EXPECT_EQ(view.width, 4);
     std::free(view.pixels);
     view.pixels = nullptr;
