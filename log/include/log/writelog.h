@@ -4,6 +4,8 @@
 
 #ifdef __cplusplus
 extern "C" {
+#else
+#include <stdbool.h>
 #endif
 
 // Appends one line: a UTC+8 stamp, `text` used as a format string with no
