@@ -1,11 +1,13 @@
-// Small value types of the surface code: points and rectangles.
+// Small value types of the surface code: points and rectangles. They are
+// trivial types, like the C structures they stand for: a default-constructed
+// one is uninitialised, T{} or T() is all zero.
 #pragma once
 
 struct PXPoint {
     int x;
     int y;
 
-    PXPoint() : x(0), y(0) {}
+    PXPoint() = default;
     PXPoint(int px, int py) : x(px), y(py) {}
 };
 
@@ -18,7 +20,7 @@ struct PXRectangle {
     int right;
     int bottom;
 
-    PXRectangle() : left(0), top(0), right(0), bottom(0) {}
+    PXRectangle() = default;
     PXRectangle(int l, int t, int r, int b) : left(l), top(t), right(r), bottom(b) {}
 
     // Puts left/right and top/bottom in ascending order.
@@ -42,7 +44,7 @@ struct PXRectangleF {
     float right;
     float bottom;
 
-    PXRectangleF() : left(0), top(0), right(0), bottom(0) {}
+    PXRectangleF() = default;
     PXRectangleF(float l, float t, float r, float b) : left(l), top(t), right(r), bottom(b) {}
 
     // Puts left/right and top/bottom in ascending order.

@@ -3,21 +3,24 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "surface/PXRectangle.h"
 
 // One pixel in memory order b, g, r, a: a QImage::Format_ARGB32 word on a
-// little-endian machine. Alpha is straight.
+// little-endian machine. Alpha is straight. Trivial: PXPixel() is all zero,
+// a plain declaration is uninitialised.
 struct PXPixel {
     uint8_t b;
     uint8_t g;
     uint8_t r;
     uint8_t a;
 
-    PXPixel() : b(0), g(0), r(0), a(0) {}
+    PXPixel() = default;
     PXPixel(uint8_t pb, uint8_t pg, uint8_t pr, uint8_t pa) : b(pb), g(pg), r(pr), a(pa) {}
 };
 static_assert(sizeof(PXPixel) == 4, "PXPixel is one 32-bit word");
+static_assert(std::is_trivial<PXPixel>::value, "PXPixel is plain memory");
 
 // Filters of PXSurface::Resample, by value. Any other value acts as Bilinear.
 enum PXInterpolationMode {
