@@ -65,7 +65,12 @@ static void *read_thread(void *param)
     libusb_fill_interrupt_transfer(dev->transfer, dev->device_handle,
                                    (unsigned char)dev->input_endpoint, buf, (int)length,
                                    read_callback, dev, kReadTransferTimeoutMs);
-    libusb_submit_transfer(dev->transfer);
+    // An interface that cannot be read ends the thread at once: readers
+    // then get -1 instead of waiting on a transfer that never runs.
+    if (libusb_submit_transfer(dev->transfer) != 0) {
+        dev->shutdown_thread = 1;
+        dev->cancelled = 1;
+    }
 
     pthread_barrier_wait(&dev->barrier);
 

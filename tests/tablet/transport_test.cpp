@@ -193,6 +193,20 @@ TEST_F(Bus, OpenClaimsCloseReattaches)
     }
 }
 
+// An interface without an IN endpoint opens, reads -1 at once and closes.
+TEST_F(Bus, NoInEndpointReadsMinusOne)
+{
+    emu::DeviceSpec spec = emu::DeviceSpec::tabletPid(0x8420, true);
+    spec.inPacketSize = 0;
+    bed->add(spec);
+    unsigned short pid = 0;
+    hid_device *dev = hid_open(0x5E1B, &pid, nullptr);
+    ASSERT_NE(dev, nullptr);
+    unsigned char buf[8];
+    EXPECT_EQ(hid_read_timeout(dev, buf, sizeof buf, -1), -1);
+    hid_close(dev);
+}
+
 // Requests by hand from the rules: SET_REPORT 0x21/9, GET_REPORT 0xA1/1,
 // value 0x0300 | id, index = interface. Feature reports leave id 0 off the
 // wire and still count it; hid_write without OUT endpoint sends every byte.
