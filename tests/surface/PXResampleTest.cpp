@@ -242,8 +242,8 @@ TEST(Resample, MatchesPlainRulesOnRandomSurfaces)
     for (const auto& s : sizes) {
         Image src(s.sw, s.sh, 1);
         src.Randomise(rng);
-        for (int mode = 1; mode <= 11; ++mode) { // beyond 10 acts as 1
-            int m = mode > 10 ? 1 : mode;
+        for (int mode : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, -1, 1000}) { // others act as 1
+            int m = mode < 0 || mode > 10 ? 1 : mode;
             CheckAgainstTaps(src, {mode, s.dw, s.dh, RuleTaps(m, s.dh, s.sh, s.sh, true),
                                    RuleTaps(m, s.dw, s.sw, s.dw, false)});
         }

@@ -22,8 +22,9 @@ struct PXPixel {
 static_assert(sizeof(PXPixel) == 4, "PXPixel is one 32-bit word");
 static_assert(std::is_trivial<PXPixel>::value, "PXPixel is plain memory");
 
-// Filters of PXSurface::Resample, by value. Any other value acts as Bilinear.
-enum PXInterpolationMode {
+// Filters of PXSurface::Resample, by value. Any other value acts as Bilinear
+// (the underlying type is fixed so that any int is a valid value).
+enum PXInterpolationMode : int {
     PXInterpolationNearest = 0,
     PXInterpolationBilinear = 1,
     PXInterpolationBicubic = 2,
