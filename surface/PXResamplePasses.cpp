@@ -18,8 +18,9 @@
 #include <vector>
 
 #if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__)
-// One build for AVX2 machines, one for the rest; the loader picks.
-#define SP_CLONES __attribute__((target_clones("avx2", "default")))
+// Builds for AVX2, for SSE4.1 (which has the 32-bit multiply) and for the
+// x86-64 baseline; the loader picks one.
+#define SP_CLONES __attribute__((target_clones("avx2", "sse4.1", "default")))
 #define SP_INLINE inline __attribute__((always_inline))
 #else
 #define SP_CLONES
