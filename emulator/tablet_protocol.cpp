@@ -186,9 +186,11 @@ bool TabletBehaviour::handle(Device &dev, const Bytes &d, bool control)
 {
     const Command c = classify(pid_, d);
     if (c == Command::Unknown) {
+        // Like the pads' firmware, a command it does not know (or a bad
+        // checksum) is refused.
         std::lock_guard<std::mutex> lock(m_);
         history_.push_back(c);
-        return true;
+        return false;
     }
     const Answer a = next(c);
     if (a == Answer::Stall && control)

@@ -140,7 +140,7 @@ TEST_P(EveryModel, OpensStreamsAndCloses)
     beh->identity = {0x21, 0x561234, 0x45, 0x0302};
     beh->scrambledCustomId = m.scrambled;
 
-    ASSERT_EQ(OpenDevice(), 0);
+    ASSERT_EQ(bounded(dev, [] { return OpenDevice(); }), 0);
     ASSERT_NE(hDev, nullptr);
     EXPECT_EQ(Dev_info_px[g_uDevinfo_index].pid, m.pid);
     ASSERT_EQ(RegisterTouchInfoCallBack(recordTouch), 0);
@@ -180,7 +180,7 @@ TEST_P(EveryModel, OpensStreamsAndCloses)
     }
 
     EXPECT_EQ(UnregisterTouchInfoCallBack(recordTouch), 0);
-    EXPECT_EQ(CloseDevice(), 0);
+    EXPECT_EQ(bounded(dev, [] { return CloseDevice(); }), 0);
     EXPECT_EQ(hDev, nullptr);
     EXPECT_EQ(g_uDevinfo_index, -1);
     EXPECT_EQ(beh->count(Command::Start), m.pad ? 1 : 0);
