@@ -47,9 +47,11 @@ Bytes signBlock()
     return b;
 }
 
-// Open then close sends identity, sign and start commands, byte for byte.
+// Open, clear, LED off and close send identity, sign, clear, LED and start
+// commands, byte for byte (the 64-byte pads have no clear command).
 TEST_F(TabletTest, CommandBytesOfEachFamily)
 {
+    const Bytes led = {0x05, 0x05, 0x06, 0, 0, 0, 0, 0x10};
     Bytes serial8816(22, 0);
     const uint8_t head[] = {0x03, 0xEE, 0x00, 0x00, 0x02, 0xF3, 0x03, 0xF2};
     std::copy(std::begin(head), std::end(head), serial8816.begin());
@@ -58,11 +60,15 @@ TEST_F(TabletTest, CommandBytesOfEachFamily)
         bool outEndpoint;
         std::vector<Bytes> wire;
     } cases[] = {
-        {0x8420, false, {{0x05, 0x88, 0x70}, {0x05, 0x11, 0x70}, {0x05, 0x22, 0x70}}},
+        {0x8420, false, {{0x05, 0x88, 0x70}, {0x05, 0x11, 0x70}, {0x05, 0x33, 0x70}, led, {0x05, 0x22, 0x70}}},
         {0x8421, false,
-         {{0x05, 0x05, 0x0A, 0, 0, 0, 0, 0x14}, {0x05, 0x03, 0, 0, 0, 0, 0, 0x08}, {0x05, 0x04, 0, 0, 0, 0, 0, 0x09}}},
-        {0x8816, false, {serial8816, {0x05, 0x03, 0, 0, 0, 0, 0, 0x08}, {0x05, 0x04, 0, 0, 0, 0, 0, 0x09}}},
-        {0x880F, false, {zeros64(0xF1), signBlock(), zeros64(0x09)}},
+         {{0x05, 0x05, 0x0A, 0, 0, 0, 0, 0x14}, {0x05, 0x03, 0, 0, 0, 0, 0, 0x08},
+          {0x05, 0x03, 0x21, 0, 0, 0, 0, 0x29}, led, {0x05, 0x04, 0, 0, 0, 0, 0, 0x09}}},
+        {0x8816, false,
+         {serial8816, {0x05, 0x03, 0, 0, 0, 0, 0, 0x08}, {0x05, 0x03, 0x21, 0, 0, 0, 0, 0x29}, led,
+          {0x05, 0x04, 0, 0, 0, 0, 0, 0x09}}},
+        {0x880F, false, {zeros64(0xF1), signBlock(), led, zeros64(0x09)}},
+        // with an OUT endpoint the output reports go there; LED off stays a feature report
         {0x8807, true, {zeros64(0xF1), signBlock(), zeros64(0x09)}},
     };
     for (const auto &c : cases) {
@@ -70,9 +76,14 @@ TEST_F(TabletTest, CommandBytesOfEachFamily)
         auto beh = std::make_shared<emu::TabletBehaviour>(c.pid);
         emu::Device &dev = bed->add(emu::DeviceSpec::tabletPid(c.pid, c.outEndpoint), beh);
         ASSERT_EQ(bounded(dev, [] { return OpenDevice(); }), 0);
+        EXPECT_EQ(clearSign(hDev, c.pid), c.pid == 0x8420 ? 3 : PXFamilyOf(c.pid) == PX_FAMILY_FEATURE8 ? 8 : 0);
+        EXPECT_EQ(closeLED(hDev), 8);
         ASSERT_EQ(bounded(dev, [] { return CloseDevice(); }), 0);
         const std::vector<Bytes> sent = c.outEndpoint ? dev.interruptOutLog() : setReports(dev);
         EXPECT_EQ(sent, c.wire);
+        if (c.outEndpoint) {
+            EXPECT_EQ(setReports(dev), std::vector<Bytes>{led});
+        }
         for (const Bytes &b : sent)
             if (b.size() == 8 && b[0] == 0x05) {
                 unsigned sum = 0;
