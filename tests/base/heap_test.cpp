@@ -65,7 +65,8 @@ protected:
             delete r;
             r = next;
         }
-        g_heaps = CLHHeapSet();
+        g_heaps.first = g_heaps.last = nullptr;
+        g_heaps.provider = nullptr;
         g_regionSizes.clear();
         g_requests.clear();
         g_used = 0;
