@@ -2,6 +2,10 @@
 #include "usb_host.h"
 
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
 
 #include <set>
 
@@ -121,4 +125,52 @@ TEST(EmulatorPlug, AddressesComeBack)
     EXPECT_EQ(libusb_interrupt_transfer(h, 0x81, buf, 10, &done, 1000), 0);
     EXPECT_EQ(done, 1);
     libusb_close(h);
+}
+
+// The program under test may run in a child process (the GUI tests do so):
+// it inherits the preload and the test bed, and the emulator here answers it.
+// This binary re-runs itself as that child, with EMU_CHILD set.
+TEST(EmulatorPlug, ChildProcessSide)
+{
+    if (!getenv("EMU_CHILD"))
+        GTEST_SKIP() << "runs only as the child of ChildProcessUsesTheDevice";
+    Host host;
+    libusb_device_handle *h = libusb_open_device_with_vid_pid(host.ctx, 0x5E1B, 0x3101);
+    ASSERT_NE(h, nullptr);
+    ASSERT_EQ(libusb_detach_kernel_driver(h, 0), 0);
+    ASSERT_EQ(libusb_claim_interface(h, 0), 0);
+    unsigned char buf[20];
+    int done = 0;
+    ASSERT_EQ(libusb_interrupt_transfer(h, 0x81, buf, 20, &done, 5000), 0);
+    EXPECT_EQ(Bytes(buf, buf + done), (Bytes{42, 1, 2}));
+    libusb_close(h);
+}
+
+TEST(EmulatorPlug, ChildProcessUsesTheDevice)
+{
+    if (getenv("EMU_CHILD"))
+        GTEST_SKIP();
+    emu::Testbed tb;
+    emu::Device &dev = tb.add(DeviceSpec::tabletRow(0));
+    // Everything the child needs is built before fork: only exec after it.
+    std::vector<char *> env;
+    for (char **e = environ; *e; ++e)
+        env.push_back(*e);
+    char childFlag[] = "EMU_CHILD=1", self[] = "emulator_test", filter[] = "--gtest_filter=EmulatorPlug.ChildProcessSide";
+    env.push_back(childFlag);
+    env.push_back(nullptr);
+    char *argv[] = {self, filter, nullptr};
+    const pid_t pid = fork();
+    if (pid == 0) {
+        execve("/proc/self/exe", argv, env.data());
+        _exit(127);
+    }
+    ASSERT_GT(pid, 0);
+    EXPECT_TRUE(emutest::eventually([&] { return dev.pendingInTransfers() == 1; }));
+    EXPECT_TRUE(dev.claimed());
+    dev.push({42, 1, 2});
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_TRUE(emutest::eventually([&] { return !dev.claimed(); })); // closed with the child
 }
