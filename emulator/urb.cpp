@@ -107,6 +107,10 @@ Reply submitData(Node *n, UMockdevIoctlClient *client, Urb u)
 
     if (in) {
         std::lock_guard<std::mutex> lock(d->m);
+        // An unplug may have come between the caller's check and this lock;
+        // a URB parked on a dead node would never complete.
+        if (!n->live)
+            return error(ENODEV);
         if (!claimFor(d, client))
             return error(EBUSY);
         ensureClient(n, client);
