@@ -13,17 +13,17 @@ DeviceSpec DeviceSpec::tabletRow(int row, bool withOutEndpoint)
     if (row < 0 || row >= kTabletCatalogueRows)
         throw std::out_of_range("no catalogue row " + std::to_string(row));
     const DEV_INFO_PX &info = Dev_info_px[row];
-    DeviceSpec spec;
-    spec.vendorId = kTavrelVendorId;
-    spec.productId = info.pid;
-    spec.deviceClass = 0;
-    spec.interfaceClass = 3;
-    spec.inPacketSize = uint16_t(info.reportLen);
-    spec.outPacketSize = withOutEndpoint ? uint16_t(info.reportLen) : 0;
-    spec.kernelDriverBound = true;
-    spec.manufacturer = info.manufacturer;
-    spec.product = info.model;
-    return spec;
+    DeviceSpec profile;
+    profile.vendorId = kTavrelVendorId;
+    profile.productId = info.pid;
+    profile.deviceClass = 0;
+    profile.interfaceClass = 3;
+    profile.inPacketSize = uint16_t(info.reportLen);
+    profile.outPacketSize = withOutEndpoint ? uint16_t(info.reportLen) : 0;
+    profile.kernelDriverBound = true;
+    profile.manufacturer = info.manufacturer;
+    profile.product = info.model;
+    return profile;
 }
 
 // The catalogue tablet with product id `pid`.
@@ -38,13 +38,13 @@ DeviceSpec DeviceSpec::tabletPid(uint16_t pid, bool withOutEndpoint)
 // Any device; the HID driver is bound only where the interface is HID.
 DeviceSpec DeviceSpec::other(uint16_t vid, uint16_t pid, uint8_t deviceClass, uint8_t interfaceClass)
 {
-    DeviceSpec spec;
-    spec.vendorId = vid;
-    spec.productId = pid;
-    spec.deviceClass = deviceClass;
-    spec.interfaceClass = interfaceClass;
-    spec.kernelDriverBound = interfaceClass == 3;
-    return spec;
+    DeviceSpec profile;
+    profile.vendorId = vid;
+    profile.productId = pid;
+    profile.deviceClass = deviceClass;
+    profile.interfaceClass = interfaceClass;
+    profile.kernelDriverBound = interfaceClass == 3;
+    return profile;
 }
 
 // Defaults: a device that takes every OUT request and has nothing to say.

@@ -15,61 +15,61 @@ void put16(Bytes &b, uint16_t v)
     b.push_back(uint8_t(v >> 8));
 }
 
-bool isHid(const DeviceSpec &spec) { return spec.interfaceClass == 3; }
+bool isHid(const DeviceSpec &profile) { return profile.interfaceClass == 3; }
 
 uint8_t stringIndex(const std::string &text, uint8_t index) { return text.empty() ? 0 : index; }
 
 } // namespace
 
-Bytes reportDescriptor(const DeviceSpec &spec)
+Bytes reportDescriptor(const DeviceSpec &profile)
 {
-    if (!spec.reportDescriptor.empty())
-        return spec.reportDescriptor;
+    if (!profile.reportDescriptor.empty())
+        return profile.reportDescriptor;
     // Vendor page, one application collection, byte-wide input and output
     // items as long as the endpoints' packets.
     Bytes r = {0x06, 0x00, 0xff, 0x09, 0x01, 0xa1, 0x01, 0x15, 0x00, 0x26, 0xff, 0x00, 0x75, 0x08};
-    if (spec.inPacketSize) {
+    if (profile.inPacketSize) {
         r.insert(r.end(), {0x96});
-        put16(r, spec.inPacketSize);
+        put16(r, profile.inPacketSize);
         r.insert(r.end(), {0x09, 0x01, 0x81, 0x02});
     }
-    if (spec.outPacketSize) {
+    if (profile.outPacketSize) {
         r.insert(r.end(), {0x96});
-        put16(r, spec.outPacketSize);
+        put16(r, profile.outPacketSize);
         r.insert(r.end(), {0x09, 0x01, 0x91, 0x02});
     }
     r.push_back(0xc0);
     return r;
 }
 
-Bytes deviceAndConfig(const DeviceSpec &spec, const Bytes &reportDesc)
+Bytes deviceAndConfig(const DeviceSpec &profile, const Bytes &reportDesc)
 {
     Bytes d = {18, 1};
     put16(d, 0x0200);
-    d.insert(d.end(), {spec.deviceClass, 0, 0, 64});
-    put16(d, spec.vendorId);
-    put16(d, spec.productId);
-    put16(d, spec.bcdDevice);
-    d.insert(d.end(), {stringIndex(spec.manufacturer, 1), stringIndex(spec.product, 2),
-                       stringIndex(spec.serial, 3), 1});
+    d.insert(d.end(), {profile.deviceClass, 0, 0, 64});
+    put16(d, profile.vendorId);
+    put16(d, profile.productId);
+    put16(d, profile.bcdDevice);
+    d.insert(d.end(), {stringIndex(profile.manufacturer, 1), stringIndex(profile.product, 2),
+                       stringIndex(profile.serial, 3), 1});
 
-    const uint8_t endpoints = uint8_t((spec.inPacketSize ? 1 : 0) + (spec.outPacketSize ? 1 : 0));
+    const uint8_t endpoints = uint8_t((profile.inPacketSize ? 1 : 0) + (profile.outPacketSize ? 1 : 0));
     Bytes c = {9, 2, 0, 0, 1, 1, 0, 0x80, 50};
-    const int alts = spec.altSettings ? spec.altSettings : 1;
+    const int alts = profile.altSettings ? profile.altSettings : 1;
     for (int alt = 0; alt < alts; ++alt) {
-        c.insert(c.end(), {9, 4, 0, uint8_t(alt), endpoints, spec.interfaceClass, 0, 0, 0});
-        if (isHid(spec)) {
+        c.insert(c.end(), {9, 4, 0, uint8_t(alt), endpoints, profile.interfaceClass, 0, 0, 0});
+        if (isHid(profile)) {
             c.insert(c.end(), {9, 0x21, 0x11, 0x01, 0, 1, 0x22});
             put16(c, uint16_t(reportDesc.size()));
         }
-        if (spec.inPacketSize) {
+        if (profile.inPacketSize) {
             c.insert(c.end(), {7, 5, kInEndpoint, 3});
-            put16(c, spec.inPacketSize);
+            put16(c, profile.inPacketSize);
             c.push_back(1);
         }
-        if (spec.outPacketSize) {
+        if (profile.outPacketSize) {
             c.insert(c.end(), {7, 5, kOutEndpoint, 3});
-            put16(c, spec.outPacketSize);
+            put16(c, profile.outPacketSize);
             c.push_back(1);
         }
     }
@@ -79,19 +79,19 @@ Bytes deviceAndConfig(const DeviceSpec &spec, const Bytes &reportDesc)
     return d;
 }
 
-std::optional<Bytes> string(const DeviceSpec &spec, uint8_t index)
+std::optional<Bytes> string(const DeviceSpec &profile, uint8_t index)
 {
     if (index == 0) {
-        if (spec.languages.empty())
+        if (profile.languages.empty())
             return std::nullopt;
-        Bytes b = {uint8_t(2 + 2 * spec.languages.size()), 3};
-        for (uint16_t lang : spec.languages)
+        Bytes b = {uint8_t(2 + 2 * profile.languages.size()), 3};
+        for (uint16_t lang : profile.languages)
             put16(b, lang);
         return b;
     }
-    const std::string *text = index == 1 ? &spec.manufacturer
-                              : index == 2 ? &spec.product
-                              : index == 3 ? &spec.serial
+    const std::string *text = index == 1 ? &profile.manufacturer
+                              : index == 2 ? &profile.product
+                              : index == 3 ? &profile.serial
                                            : nullptr;
     if (!text || text->empty())
         return std::nullopt;
@@ -108,7 +108,7 @@ std::optional<Bytes> string(const DeviceSpec &spec, uint8_t index)
     return b;
 }
 
-std::string umockdevRecord(const DeviceSpec &spec, const std::string &syspath, uint8_t busnum,
+std::string umockdevRecord(const DeviceSpec &profile, const std::string &syspath, uint8_t busnum,
                            uint8_t devnum, const Bytes &descriptors)
 {
     char buf[512];
@@ -129,9 +129,9 @@ std::string umockdevRecord(const DeviceSpec &spec, const std::string &syspath, u
                   "A: idProduct=%04x\\n\n"
                   "A: bcdDevice=%04x\\n\n"
                   "A: bDeviceClass=%02x\\n\n",
-                  syspath.c_str() + (syspath.rfind("/sys", 0) == 0 ? 4 : 0), busnum, devnum, busnum, devnum, spec.vendorId, spec.productId,
-                  spec.bcdDevice, busnum, devnum, spec.vendorId, spec.productId, spec.bcdDevice,
-                  spec.deviceClass);
+                  syspath.c_str() + (syspath.rfind("/sys", 0) == 0 ? 4 : 0), busnum, devnum, busnum, devnum, profile.vendorId, profile.productId,
+                  profile.bcdDevice, busnum, devnum, profile.vendorId, profile.productId, profile.bcdDevice,
+                  profile.deviceClass);
     std::string rec = buf;
     rec += "H: descriptors=";
     static const char hex[] = "0123456789ABCDEF";

@@ -13,7 +13,7 @@ Device::Device(std::unique_ptr<Impl> impl) : d_(std::move(impl)) { d_->self = th
 
 Device::~Device() { d_->joinPaced(); }
 
-const DeviceSpec &Device::spec() const { return d_->spec; }
+const DeviceSpec &Device::profile() const { return d_->profile; }
 
 std::string Device::syspath() const { return d_->syspath; }
 

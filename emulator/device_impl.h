@@ -17,13 +17,13 @@ namespace emu {
 namespace desc {
 constexpr uint8_t kInEndpoint = 0x81;
 constexpr uint8_t kOutEndpoint = 0x02;
-Bytes reportDescriptor(const DeviceSpec &spec);
+Bytes reportDescriptor(const DeviceSpec &profile);
 // 18-byte device descriptor followed by the configuration block.
-Bytes deviceAndConfig(const DeviceSpec &spec, const Bytes &reportDesc);
+Bytes deviceAndConfig(const DeviceSpec &profile, const Bytes &reportDesc);
 // String descriptor `index` (0: language list), nullopt when there is none.
-std::optional<Bytes> string(const DeviceSpec &spec, uint8_t index);
+std::optional<Bytes> string(const DeviceSpec &profile, uint8_t index);
 // umockdev's text description of the device at bus/dev.
-std::string umockdevRecord(const DeviceSpec &spec, const std::string &syspath, uint8_t busnum,
+std::string umockdevRecord(const DeviceSpec &profile, const std::string &syspath, uint8_t busnum,
                            uint8_t devnum, const Bytes &descriptors);
 } // namespace desc
 
@@ -66,7 +66,7 @@ struct Node {
 struct Device::Impl {
     Testbed::Impl *tb = nullptr;
     Device *self = nullptr;
-    DeviceSpec spec;
+    DeviceSpec profile;
     Bytes reportDesc;
     Bytes descriptors;
     std::string syspath;

@@ -140,13 +140,13 @@ void Device::Impl::plug(uint8_t devnum)
 
     {
         std::lock_guard<std::mutex> lock(m);
-        bound = spec.kernelDriverBound && spec.interfaceClass == 3;
+        bound = profile.kernelDriverBound && profile.interfaceClass == 3;
         claimOwner = nullptr;
         alt = 0;
         nodes.push_back(std::move(node));
     }
 
-    const std::string record = desc::umockdevRecord(spec, syspath, busnum, devnum, descriptors);
+    const std::string record = desc::umockdevRecord(profile, syspath, busnum, devnum, descriptors);
     if (!umockdev_testbed_add_from_string(tb->tb, record.c_str(), &error)) {
         std::string msg = error ? error->message : "?";
         g_clear_error(&error);
@@ -286,14 +286,14 @@ Testbed::~Testbed()
     d_->devices.clear();
 }
 
-Device &Testbed::add(const DeviceSpec &spec, std::shared_ptr<Behaviour> behaviour)
+Device &Testbed::add(const DeviceSpec &profile, std::shared_ptr<Behaviour> behaviour)
 {
     auto impl = std::make_unique<Device::Impl>();
     impl->tb = d_.get();
-    impl->spec = spec;
+    impl->profile = profile;
     impl->behaviour = behaviour ? std::move(behaviour) : std::make_shared<Behaviour>();
-    impl->reportDesc = desc::reportDescriptor(spec);
-    impl->descriptors = desc::deviceAndConfig(spec, impl->reportDesc);
+    impl->reportDesc = desc::reportDescriptor(profile);
+    impl->descriptors = desc::deviceAndConfig(profile, impl->reportDesc);
     const int port = int(d_->devices.size()) + 1;
     impl->syspath = "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-" + std::to_string(port);
     Device::Impl *raw = impl.get();

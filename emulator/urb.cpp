@@ -25,21 +25,21 @@ std::optional<Bytes> answerControl(Device::Impl *d, const ControlRequest &req)
         d->controls.push_back(req);
         behaviour = d->behaviour;
     }
-    const DeviceSpec &spec = d->spec;
+    const DeviceSpec &profile = d->profile;
     if (req.requestType == 0x80 && req.request == 6) { // GET_DESCRIPTOR
         if (type == 1)
             return Bytes(d->descriptors.begin(), d->descriptors.begin() + 18);
         if (type == 2 && index == 0)
             return Bytes(d->descriptors.begin() + 18, d->descriptors.end());
         if (type == 3)
-            return desc::string(spec, index);
+            return desc::string(profile, index);
         return std::nullopt;
     }
     if (req.requestType == 0x80 && req.request == 0) // GET_STATUS: bus powered
         return Bytes{0, 0};
     if (req.requestType == 0x80 && req.request == 8) // GET_CONFIGURATION
         return Bytes{1};
-    if (spec.interfaceClass == 3 && req.requestType == 0x81 && req.request == 6 && type == 0x22)
+    if (profile.interfaceClass == 3 && req.requestType == 0x81 && req.request == 6 && type == 0x22)
         return d->reportDesc;
     if (req.requestType == 0x21 && req.request == 9) // SET_REPORT
         return behaviour->onSetReport(*d->self, type, index, req.data) ? std::optional<Bytes>(Bytes{})
@@ -99,10 +99,10 @@ Reply submitData(Node *n, UMockdevIoctlClient *client, Urb u)
 {
     Device::Impl *d = n->dev;
     auto *urb = reinterpret_cast<usbdevfs_urb *>(u.urb->data);
-    const DeviceSpec &spec = d->spec;
+    const DeviceSpec &profile = d->profile;
     const bool in = urb->endpoint & 0x80;
-    if (in ? (urb->endpoint != desc::kInEndpoint || !spec.inPacketSize)
-           : (urb->endpoint != desc::kOutEndpoint || !spec.outPacketSize))
+    if (in ? (urb->endpoint != desc::kInEndpoint || !profile.inPacketSize)
+           : (urb->endpoint != desc::kOutEndpoint || !profile.outPacketSize))
         return error(ENOENT);
 
     if (in) {

@@ -36,7 +36,7 @@ Reply driverIoctl(Node *n, UMockdevIoctlClient *client, UMockdevIoctlData *arg)
         // The number of drivers bound; libusb reads 0 as "none found".
         if (d->claimOwner)
             return error(EBUSY);
-        if (d->bound || d->spec.interfaceClass != 3)
+        if (d->bound || d->profile.interfaceClass != 3)
             return {};
         d->bound = true;
         return Reply{1, 0};
@@ -120,7 +120,7 @@ Reply handle(Node *n, UMockdevIoctlClient *client, unsigned long req, UMockdevIo
         Resolved<usbdevfs_setinterface> si(arg);
         if (!si)
             return error(EFAULT);
-        const unsigned alts = d->spec.altSettings ? d->spec.altSettings : 1;
+        const unsigned alts = d->profile.altSettings ? d->profile.altSettings : 1;
         if (si->interface != 0 || si->altsetting >= alts)
             return error(EINVAL);
         if (!claimFor(d, client))

@@ -49,7 +49,7 @@ Seen describe(libusb_device *d)
 TEST(EmulatorEnumeration, ManyDevicesWithTheirDescriptors)
 {
     struct Case {
-        DeviceSpec spec;
+        DeviceSpec profile;
         uint16_t vid, pid, bcd;
         int devClass, ifClass, alts, in, out;
         bool hid;
@@ -74,7 +74,7 @@ TEST(EmulatorEnumeration, ManyDevicesWithTheirDescriptors)
     emu::Testbed tb;
     std::vector<emu::Device *> devs;
     for (const Case &c : cases)
-        devs.push_back(&tb.add(c.spec));
+        devs.push_back(&tb.add(c.profile));
     Host host;
 
     std::set<int> addresses;
@@ -106,11 +106,11 @@ TEST(EmulatorEnumeration, ManyDevicesWithTheirDescriptors)
 // sysfs; strings come back as UTF-16LE in the requested language list.
 TEST(EmulatorEnumeration, DescriptorsOverTheControlPipe)
 {
-    DeviceSpec spec = DeviceSpec::tabletRow(11);
-    spec.serial = "签名板"; // U+7B7E U+540D U+677F
-    spec.languages = {0x0409, 0x0804};
+    DeviceSpec profile = DeviceSpec::tabletRow(11);
+    profile.serial = "签名板"; // U+7B7E U+540D U+677F
+    profile.languages = {0x0409, 0x0804};
     emu::Testbed tb;
-    emu::Device &dev = tb.add(spec);
+    emu::Device &dev = tb.add(profile);
     Host host;
     libusb_device_handle *h = host.open(dev);
     ASSERT_NE(h, nullptr);

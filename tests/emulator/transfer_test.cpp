@@ -235,10 +235,10 @@ TEST(EmulatorTransfer, CancelAndTimeout)
 // Alternate settings: the host picks one of those described, no other.
 TEST(EmulatorTransfer, AlternateSettings)
 {
-    DeviceSpec spec = DeviceSpec::other(0x1234, 0x5678, 0, 8);
-    spec.altSettings = 3;
+    DeviceSpec profile = DeviceSpec::other(0x1234, 0x5678, 0, 8);
+    profile.altSettings = 3;
     emu::Testbed tb;
-    emu::Device &dev = tb.add(spec);
+    emu::Device &dev = tb.add(profile);
     Host host;
     libusb_device_handle *h = host.openClaimed(dev);
     ASSERT_NE(h, nullptr);

@@ -52,8 +52,8 @@ TEST_F(Discovery, SelectsByProductIdAlone)
     };
     for (const Case &c : cases) {
         newBus();
-        for (const emu::DeviceSpec &spec : c.devices)
-            bed->add(spec);
+        for (const emu::DeviceSpec &profile : c.devices)
+            bed->add(profile);
         g_uDevinfo_index = -1;
         EXPECT_EQ(GetDeviceStatus(), c.row < 0 ? 1 : 0) << c.what;
         EXPECT_EQ(g_uDevinfo_index, c.row) << c.what;

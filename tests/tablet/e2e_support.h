@@ -130,10 +130,10 @@ protected:
                       uint16_t inPacketSize = 0)
     {
         behaviour = std::make_shared<emu::TabletBehaviour>(pid);
-        emu::DeviceSpec spec = emu::DeviceSpec::tabletPid(pid);
+        emu::DeviceSpec profile = emu::DeviceSpec::tabletPid(pid);
         if (inPacketSize)
-            spec.inPacketSize = inPacketSize;
-        return bed->add(spec, behaviour);
+            profile.inPacketSize = inPacketSize;
+        return bed->add(profile, behaviour);
     }
     std::unique_ptr<emu::Testbed> bed;
 };

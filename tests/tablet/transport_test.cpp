@@ -125,10 +125,10 @@ TEST_F(Bus, UsbEnumerateClasses)
     };
     std::multiset<std::tuple<int, int, int>> want, got;  // pid, release, class
     for (const Dev &d : devs) {
-        emu::DeviceSpec spec = emu::DeviceSpec::other(0x0453, d.pid, d.deviceClass, d.interfaceClass);
-        spec.altSettings = d.alts;
-        spec.bcdDevice = 0x0200 + d.pid;
-        bed->add(spec);
+        emu::DeviceSpec profile = emu::DeviceSpec::other(0x0453, d.pid, d.deviceClass, d.interfaceClass);
+        profile.altSettings = d.alts;
+        profile.bcdDevice = 0x0200 + d.pid;
+        bed->add(profile);
         for (int i = 0; i < d.nodes; ++i)
             want.insert({d.pid, 0x0200 + d.pid, d.nodeClass});
     }
@@ -154,9 +154,9 @@ TEST_F(Bus, OpenFirmwareAndProductId)
     } cases[] = {{0x0102, "0201"}, {0x1234, "3412"}, {0xab00, "00ab"}, {0x0102, nullptr}};
     for (const Case &c : cases) {
         newBus();
-        emu::DeviceSpec spec = emu::DeviceSpec::tabletPid(0x880F);
-        spec.bcdDevice = c.bcd;
-        bed->add(spec);
+        emu::DeviceSpec profile = emu::DeviceSpec::tabletPid(0x880F);
+        profile.bcdDevice = c.bcd;
+        bed->add(profile);
         bed->add(foreignHid(0x1234, 0x8420));
         unsigned short pid = 0;
         char firmware[6] = "xxxxx";
@@ -178,9 +178,9 @@ TEST_F(Bus, OpenClaimsCloseReattaches)
 {
     for (bool bound : {true, false}) {
         newBus();
-        emu::DeviceSpec spec = emu::DeviceSpec::tabletPid(0x8421);
-        spec.kernelDriverBound = bound;
-        emu::Device &tablet = bed->add(spec);
+        emu::DeviceSpec profile = emu::DeviceSpec::tabletPid(0x8421);
+        profile.kernelDriverBound = bound;
+        emu::Device &tablet = bed->add(profile);
         hid_device *dev = hid_open_path(pathOf(tablet).c_str());
         ASSERT_NE(dev, nullptr);
         EXPECT_TRUE(tablet.claimed());
@@ -196,9 +196,9 @@ TEST_F(Bus, OpenClaimsCloseReattaches)
 // An interface without an IN endpoint opens, reads -1 at once and closes.
 TEST_F(Bus, NoInEndpointReadsMinusOne)
 {
-    emu::DeviceSpec spec = emu::DeviceSpec::tabletPid(0x8420, true);
-    spec.inPacketSize = 0;
-    bed->add(spec);
+    emu::DeviceSpec profile = emu::DeviceSpec::tabletPid(0x8420, true);
+    profile.inPacketSize = 0;
+    bed->add(profile);
     unsigned short pid = 0;
     hid_device *dev = hid_open(0x5E1B, &pid, nullptr);
     ASSERT_NE(dev, nullptr);
@@ -348,12 +348,12 @@ TEST_F(Handle, UnplugGivesMinusOneOnceEmpty)
 // the language table); a copy is cut to the caller's buffer.
 TEST_F(Bus, StringGetters)
 {
-    emu::DeviceSpec spec = emu::DeviceSpec::tabletPid(0x8816);
-    spec.manufacturer = "Tavrel Technologh";
-    spec.product = "KV-C3";
-    spec.serial = "SN-0042";
-    spec.languages = {0x0407, 0x0409};
-    bed->add(spec);
+    emu::DeviceSpec profile = emu::DeviceSpec::tabletPid(0x8816);
+    profile.manufacturer = "Tavrel Technologh";
+    profile.product = "KV-C3";
+    profile.serial = "SN-0042";
+    profile.languages = {0x0407, 0x0409};
+    bed->add(profile);
     unsigned short pid = 0;
     hid_device *dev = hid_open(0x5E1B, &pid, nullptr);
     ASSERT_NE(dev, nullptr);

@@ -81,7 +81,7 @@ public:
 
 class Device {
 public:
-    const DeviceSpec &spec() const;
+    const DeviceSpec &profile() const;
     std::string syspath() const;
     uint8_t busnum() const;
     uint8_t devnum() const;        // changes on replug
@@ -133,7 +133,7 @@ public:
     Testbed(const Testbed &) = delete;
     Testbed &operator=(const Testbed &) = delete;
 
-    Device &add(const DeviceSpec &spec, std::shared_ptr<Behaviour> behaviour = nullptr);
+    Device &add(const DeviceSpec &profile, std::shared_ptr<Behaviour> behaviour = nullptr);
     std::vector<Device *> devices();
 
     std::string rootDir() const;     // the test bed's root folder
