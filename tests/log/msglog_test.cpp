@@ -2,78 +2,22 @@
 // output, the fatal path and the lock a failed open keeps.
 #include <gtest/gtest.h>
 
-#include <poll.h>
 #include <signal.h>
+#include <stdio.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-
-#include <fstream>
-#include <functional>
-#include <sstream>
+#include <unistd.h>
 
 #include "log/msglog.h"
 #include "private_tmp.h"
 
-namespace {
-
-void enterFreshDir()
-{
-    char dir[] = "/tmp/msglog-XXXXXX";
-    ASSERT_TRUE(mkdtemp(dir) && chdir(dir) == 0);
-}
-
-struct ChildRun {
-    std::string out;  // standard output up to the marker or the end
-    bool ended;       // ended by itself within the bounded wait
-    int status;
-};
-
-// Runs body in a child with its standard output on a pipe; reads until the
-// child ends or prints `marker`, then gives it 200 ms more before killing it.
-ChildRun runChild(const std::function<void()> &body, const std::string &marker)
-{
-    int fds[2];
-    if (pipe(fds) != 0)
-        return {"", false, 0};
-    fflush(stdout);
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(fds[1], 1);
-        body();
-        fflush(stdout);
-        _exit(0);
-    }
-    close(fds[1]);
-    ChildRun run{"", false, 0};
-    char buf[256];
-    struct pollfd p = {fds[0], POLLIN, 0};
-    bool eof = false;
-    while (!eof && run.out.find(marker) == std::string::npos && poll(&p, 1, 10000) > 0) {
-        ssize_t n = read(fds[0], buf, sizeof buf);
-        eof = n <= 0;
-        if (!eof)
-            run.out.append(buf, (size_t)n);
-    }
-    // A child that goes on to the end closes the pipe: wait for it then.
-    if (!eof && poll(&p, 1, 200) > 0 && (p.revents & POLLHUP))
-        eof = true;
-    run.ended = waitpid(pid, &run.status, eof ? 0 : WNOHANG) == pid;
-    if (!run.ended) {
-        kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
-    }
-    close(fds[0]);
-    return run;
-}
-
-} // namespace
+const char *kFile = "pxtest.log";
 
 // Records written by hand from the formats: Debug takes file, function, line,
 // message; the others message, file, line, function. Null fields fill
 // nothing, an unknown type gives an empty record.
 TEST(LogMsgOutput, RecordsAndSeparator)
 {
-    enterFreshDir();
+    remove(kFile);
     QMessageLogContext ctx("pad.cpp", 42, "void open()", "default"), bare(nullptr, 7, nullptr, nullptr);
     struct Case {
         QtMsgType type;
@@ -96,43 +40,36 @@ TEST(LogMsgOutput, RecordsAndSeparator)
         out += std::string(c.msg) + "\n";
     }
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), out);
-    std::ifstream in("pxtest.log", std::ios::binary);
-    std::stringstream got;
-    got << in.rdbuf();
-    EXPECT_EQ(got.str(), file);  // separator first, nothing after the last record
+    EXPECT_EQ(logtest::readFile(kFile), file);  // separator first, nothing after the last record
 }
 
+// Both run in a child with standard output on standard error, where the
+// death test reads it. A fatal message aborts after its echo, before the file.
 TEST(LogMsgOutput, FatalAbortsBeforeTheFile)
 {
-    enterFreshDir();
-    // No marker: read until the child is gone.
-    ChildRun run = runChild([] { LogMsgOutput(QtFatalMsg, QMessageLogContext(), QString("boom")); }, "|end");
-    ASSERT_TRUE(run.ended);
-    EXPECT_TRUE(WIFSIGNALED(run.status) && WTERMSIG(run.status) == SIGABRT);
-    EXPECT_EQ(run.out, "boom\n");
-    struct stat st;
-    EXPECT_NE(stat("pxtest.log", &st), 0);
+    GTEST_FLAG_SET(death_test_style, "fast");  // the parent's working directory
+    remove(kFile);
+    EXPECT_EXIT(
+        {
+            dup2(2, 1);
+            LogMsgOutput(QtFatalMsg, QMessageLogContext(), QString("boom"));
+        },
+        ::testing::KilledBySignal(SIGABRT), "^boom\n$");
+    EXPECT_EQ(access(kFile, F_OK), -1);
 }
 
-// The failed open prints one line of error text and keeps the lock, so the
-// second message blocks (the child is killed). A slow machine can only hide
-// this fault, never invent it.
+// The failed open echoes the message, prints one line of error text and
+// keeps the lock, so any later message would block.
 TEST(LogMsgOutput, FailedOpenKeepsTheLock)
 {
-    enterFreshDir();
-    ASSERT_EQ(mkdir("pxtest.log", 0755), 0);
-    ChildRun run = runChild(
-        [] {
+    GTEST_FLAG_SET(death_test_style, "fast");
+    remove(kFile);
+    ASSERT_EQ(mkdir(kFile, 0755), 0);
+    EXPECT_EXIT(
+        {
+            dup2(2, 1);
             LogMsgOutput(QtWarningMsg, QMessageLogContext(), QString("first"));
-            printf(mutexlog.try_lock() ? "|free\n" : "|held\n");
-            fflush(stdout);
-            LogMsgOutput(QtWarningMsg, QMessageLogContext(), QString("second"));
+            _exit(mutexlog.tryLock() ? 1 : 42);
         },
-        "|held\n");
-    EXPECT_FALSE(run.ended);
-    ASSERT_EQ(run.out.rfind("first\n", 0), 0u);
-    std::string error = run.out.substr(6, run.out.find('|') - 6);
-    EXPECT_GT(error.size(), 1u);
-    EXPECT_EQ(error.find('\n'), error.size() - 1);
-    EXPECT_EQ(run.out.substr(6 + error.size()), "|held\n");
+        ::testing::ExitedWithCode(42), "^first\n[^\n]+\n$");
 }

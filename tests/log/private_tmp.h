@@ -5,21 +5,14 @@
 
 #include <sched.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <fstream>
+#include <iterator>
 #include <string>
 
 namespace logtest {
-
-inline void writeProc(const char *path, const std::string &text)
-{
-    if (FILE *f = fopen(path, "w")) {
-        fputs(text.c_str(), f);
-        fclose(f);
-    }
-}
 
 inline bool enterPrivateTmp()
 {
@@ -28,9 +21,9 @@ inline bool enterPrivateTmp()
         std::string uid = std::to_string(getuid()), gid = std::to_string(getgid());
         if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
             return false;
-        writeProc("/proc/self/setgroups", "deny");
-        writeProc("/proc/self/uid_map", "0 " + uid + " 1");
-        writeProc("/proc/self/gid_map", "0 " + gid + " 1");
+        std::ofstream("/proc/self/setgroups") << "deny";
+        std::ofstream("/proc/self/uid_map") << "0 " + uid + " 1";
+        std::ofstream("/proc/self/gid_map") << "0 " + gid + " 1";
     }
     char dir[] = "/tmp/logtest-XXXXXX";
     return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
@@ -45,5 +38,11 @@ inline const bool privateTmpReady = [] {
     }
     return true;
 }();
+
+inline std::string readFile(const char *path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
 
 } // namespace logtest
