@@ -54,3 +54,14 @@ char *make_path(libusb_device *dev, int interface_number);
 
 // USB language id of the current locale, 0 when the table has none.
 unsigned short get_usb_code_for_current_locale(void);
+
+// Visits every alternate setting of every interface of conf, in order.
+template <typename Visit>
+void for_each_altsetting(const struct libusb_config_descriptor *conf, Visit visit)
+{
+    for (int j = 0; j < conf->bNumInterfaces; ++j) {
+        const struct libusb_interface *intf = &conf->interface[j];
+        for (int k = 0; k < intf->num_altsetting; ++k)
+            visit(&intf->altsetting[k]);
+    }
+}

@@ -169,20 +169,16 @@ hid_device *hid_open_path(const char *path)
         struct libusb_config_descriptor *conf = nullptr;
         if (libusb_get_active_config_descriptor(usb_dev, &conf) < 0)
             continue;
-        for (int j = 0; j < conf->bNumInterfaces; ++j) {
-            const struct libusb_interface *intf = &conf->interface[j];
-            for (int k = 0; k < intf->num_altsetting; ++k) {
-                const struct libusb_interface_descriptor *alt = &intf->altsetting[k];
-                if (alt->bInterfaceClass != LIBUSB_CLASS_HID)
-                    continue;
-                char *dev_path = make_path(usb_dev, alt->bInterfaceNumber);
-                // Once open, the other alternate settings of the same
-                // interface (same path) are left alone.
-                if (!opened && strcmp(dev_path, path) == 0)
-                    opened = open_interface(dev, usb_dev, alt);
-                free(dev_path);
-            }
-        }
+        for_each_altsetting(conf, [&](const struct libusb_interface_descriptor *alt) {
+            if (alt->bInterfaceClass != LIBUSB_CLASS_HID)
+                return;
+            char *dev_path = make_path(usb_dev, alt->bInterfaceNumber);
+            // Once open, the other alternate settings of the same interface
+            // (same path) are left alone.
+            if (!opened && strcmp(dev_path, path) == 0)
+                opened = open_interface(dev, usb_dev, alt);
+            free(dev_path);
+        });
         libusb_free_config_descriptor(conf);
     }
     if (count >= 0)

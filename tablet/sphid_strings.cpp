@@ -8,8 +8,6 @@
 
 #include "sphid_internal.h"
 
-static const unsigned kStringTimeoutMs = 1000;
-
 unsigned short get_usb_code_for_current_locale(void)
 {
     const char *locale = setlocale(LC_CTYPE, nullptr);

@@ -35,34 +35,39 @@ protected:
     {
         memset(Touchcallback, 0, sizeof Touchcallback);
         memset(MultiTouchcallback, 0, sizeof MultiTouchcallback);
-        g_calls.clear();
-        g_stopAt = -1;
-        // A selected row keeps registration from opening a device.
-        g_uDevinfo_index = 11;
+        g_uDevinfo_index = 11;  // a selected row keeps registration from opening a device
     }
     void TearDown() override { g_uDevinfo_index = -1; }
-    std::string dispatchOnce()
+    template <typename Event, typename Dispatch>
+    std::string dispatchOnce(Dispatch dispatch)
     {
         g_calls.clear();
-        disptchEvent(TOUCH_INFO{});
+        dispatch(Event{});
         return g_calls;
     }
+    std::string touch() { return dispatchOnce<TOUCH_INFO>(disptchEvent); }
+    std::string multi() { return dispatchOnce<MULTITOUCH_INFO>(dispatchMultiEvent); }
 };
 
-TEST_F(Callbacks, RegistrationRules)
+TEST_F(Callbacks, RegistrationAndDispatch)
 {
     EXPECT_EQ(RegisterTouchInfoCallBack(nullptr), -11);
     EXPECT_EQ(RegisterMultiTouchInfoCallBack(nullptr), -11);
     EXPECT_EQ(UnregisterTouchInfoCallBack(nullptr), -11);
+    EXPECT_TRUE(touch().empty());  // empty table: the event is lost
     EXPECT_EQ(RegisterTouchInfoCallBack(kCb[0]), 0);
     EXPECT_EQ(RegisterTouchInfoCallBack(kCb[0]), 0);  // same one twice: one slot
-    EXPECT_EQ(dispatchOnce(), "A");
+    EXPECT_EQ(touch(), "A");
     for (int i = 1; i < 5; ++i)
         EXPECT_EQ(RegisterTouchInfoCallBack(kCb[i]), 0);
     EXPECT_EQ(RegisterTouchInfoCallBack(kCb[5]), 13);
-    EXPECT_EQ(dispatchOnce(), "EDCBA");
     EXPECT_EQ(UnregisterTouchInfoCallBack(kCb[5]), 11);
-    EXPECT_EQ(dispatchOnce(), "EDCBA");
+    g_stopAt = 2;  // newest first, stopping after the one that says 0, for one event only
+    EXPECT_EQ(touch(), "EDC");
+    g_stopAt = -1;
+    EXPECT_EQ(touch(), "EDCBA");
+    Touchcallback[0] = nullptr;  // slot 0 empty hides the rest
+    EXPECT_TRUE(touch().empty());
 }
 
 TEST_F(Callbacks, RemovalKeepsOrderAndDuplicatesTheLastSlot)
@@ -70,54 +75,32 @@ TEST_F(Callbacks, RemovalKeepsOrderAndDuplicatesTheLastSlot)
     for (int i = 0; i < 3; ++i)
         RegisterTouchInfoCallBack(kCb[i]);
     EXPECT_EQ(UnregisterTouchInfoCallBack(kCb[1]), 0);
-    EXPECT_EQ(dispatchOnce(), "CA");
+    EXPECT_EQ(touch(), "CA");
 
-    // Full table: removing the first leaves the fifth in slots 3 and 4.
+    // Full table: removing the first leaves the fifth in slots 3 and 4, and
+    // the table counts as full until the duplicate goes.
     memset(Touchcallback, 0, sizeof Touchcallback);
     for (int i = 0; i < 5; ++i)
         RegisterTouchInfoCallBack(kCb[i]);
     EXPECT_EQ(UnregisterTouchInfoCallBack(kCb[0]), 0);
-    EXPECT_EQ(dispatchOnce(), "EEDCB");
-    EXPECT_EQ(Touchcallback[3], kCb[4]);
-    EXPECT_EQ(Touchcallback[4], kCb[4]);
-    // The table counts as full until the duplicate goes.
+    EXPECT_EQ(touch(), "EEDCB");
     EXPECT_EQ(RegisterTouchInfoCallBack(kCb[4]), 0);  // already there
     EXPECT_EQ(RegisterTouchInfoCallBack(kCb[0]), 13);
-}
-
-TEST_F(Callbacks, DispatchStopsOnZeroForOneEventOnly)
-{
-    EXPECT_TRUE(dispatchOnce().empty());  // empty table: the event is lost
-    for (int i = 0; i < 3; ++i)
-        RegisterTouchInfoCallBack(kCb[i]);
-    g_stopAt = 1;
-    EXPECT_EQ(dispatchOnce(), "CB");
-    g_stopAt = -1;
-    EXPECT_EQ(dispatchOnce(), "CBA");
-
-    // Slot 0 empty hides the rest (only reachable by clearing it directly).
-    Touchcallback[0] = nullptr;
-    EXPECT_TRUE(dispatchOnce().empty());
 }
 
 TEST_F(Callbacks, MultiTouchTable)
 {
     EXPECT_EQ(UnregisterMultiTouchInfoCallBack(kMcb[0]), 11);
-    // A null argument matches the first empty slot.
-    EXPECT_EQ(UnregisterMultiTouchInfoCallBack(nullptr), 0);
+    EXPECT_EQ(UnregisterMultiTouchInfoCallBack(nullptr), 0);  // null matches the first empty slot
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(RegisterMultiTouchInfoCallBack(kMcb[i]), 0);
-    g_calls.clear();
-    dispatchMultiEvent(MULTITOUCH_INFO{});
-    EXPECT_EQ(g_calls, "cba");
+    EXPECT_EQ(multi(), "cba");
     for (int i = 3; i < 5; ++i)
         RegisterMultiTouchInfoCallBack(kMcb[i]);
     EXPECT_EQ(RegisterMultiTouchInfoCallBack(kMcb[5]), 13);
     EXPECT_EQ(UnregisterMultiTouchInfoCallBack(nullptr), 11);
     EXPECT_EQ(UnregisterMultiTouchInfoCallBack(kMcb[2]), 0);
-    g_calls.clear();
-    dispatchMultiEvent(MULTITOUCH_INFO{});
-    EXPECT_EQ(g_calls, "eedba");
+    EXPECT_EQ(multi(), "eedba");
 }
 
 }  // namespace

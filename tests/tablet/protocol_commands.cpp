@@ -79,18 +79,8 @@ TEST_F(TabletTest, CommandBytesOfEachFamily)
         EXPECT_EQ(clearSign(hDev, c.pid), c.pid == 0x8420 ? 3 : PXFamilyOf(c.pid) == PX_FAMILY_FEATURE8 ? 8 : 0);
         EXPECT_EQ(closeLED(hDev), 8);
         ASSERT_EQ(bounded(dev, [] { return CloseDevice(); }), 0);
-        const std::vector<Bytes> sent = c.outEndpoint ? dev.interruptOutLog() : setReports(dev);
-        EXPECT_EQ(sent, c.wire);
-        if (c.outEndpoint) {
-            EXPECT_EQ(setReports(dev), std::vector<Bytes>{led});
-        }
-        for (const Bytes &b : sent)
-            if (b.size() == 8 && b[0] == 0x05) {
-                unsigned sum = 0;
-                for (int i = 0; i < 7; ++i)
-                    sum += b[i];
-                EXPECT_EQ(sum & 0xFF, b[7]) << "checksum";
-            }
+        EXPECT_EQ(c.outEndpoint ? dev.interruptOutLog() : setReports(dev), c.wire);
+        EXPECT_TRUE(!c.outEndpoint || setReports(dev) == std::vector<Bytes>{led});
         dev.unplug();
     }
 }
@@ -241,9 +231,7 @@ TEST_F(TabletTest, SetModeCases)
         ASSERT_EQ(GetDeviceStatus(), 0);
         EXPECT_EQ(bounded(dev, [&] { return SetMode(c.mode); }), c.result);
         EXPECT_EQ(beh->count(c.sent), c.count);
-        if (c.count == 0) {
-            EXPECT_TRUE(beh->history().empty());
-        }
+        EXPECT_EQ(beh->history().empty(), c.count == 0);
         CloseDevice();
         dev.unplug();
     }

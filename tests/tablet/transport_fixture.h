@@ -28,7 +28,7 @@ protected:
     // An empty bus again, libusb restarted on the next call.
     void newBus()
     {
-        TearDown();
+        Bus::TearDown();
         bed = std::make_unique<emu::Testbed>();
     }
     std::unique_ptr<emu::Testbed> bed;
@@ -48,4 +48,13 @@ inline bool waitFor(const std::function<bool()> &pred)
 inline emu::DeviceSpec foreignHid(uint16_t vid, uint16_t pid)
 {
     return emu::DeviceSpec::other(vid, pid, 0, 3);
+}
+
+// What a call prints on stdout.
+template <typename F>
+std::string printed(F call)
+{
+    ::testing::internal::CaptureStdout();
+    call();
+    return ::testing::internal::GetCapturedStdout();
 }
