@@ -130,12 +130,4 @@ TEST_F(TabletTest, CloseFromCallbackOnReaderThread)
     }
 }
 
-// Closing with nothing open still releases the USB context and returns 0.
-TEST_F(TabletTest, CloseWithNothingOpen)
-{
-    EXPECT_EQ(CloseDevice(), 0);
-    EXPECT_EQ(CloseDevice(), 0);
-    EXPECT_EQ(g_uDevinfo_index, -1);
-}
-
 }  // namespace

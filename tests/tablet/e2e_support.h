@@ -7,7 +7,6 @@
 #include <condition_variable>
 #include <cstring>
 #include <future>
-#include <type_traits>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -45,25 +44,25 @@ inline Recorder &recorder()
     return r;
 }
 
-template <typename Event>
-int record(Event e)
+inline int recordTouch(TOUCH_INFO t)
 {
     Recorder &r = recorder();
     {
         std::lock_guard<std::mutex> lock(r.m);
-        if constexpr (std::is_same_v<Event, TOUCH_INFO>)
-            r.touches.push_back(e);
-        else
-            r.multis.push_back(e);
+        r.touches.push_back(t);
     }
     r.cv.notify_all();
-    if constexpr (std::is_same_v<Event, TOUCH_INFO>)
-        if (r.onTouch)
-            r.onTouch(e);
+    if (r.onTouch)
+        r.onTouch(t);
     return 1;
 }
-inline int recordTouch(TOUCH_INFO t) { return record(t); }
-inline int recordMulti(MULTITOUCH_INFO t) { return record(t); }
+
+inline int recordMulti(MULTITOUCH_INFO t)
+{
+    std::lock_guard<std::mutex> lock(recorder().m);
+    recorder().multis.push_back(t);  // polled, nobody waits on the condition
+    return 1;
+}
 
 // Runs a call that may loop for as long as the pad keeps accepting commands.
 // Bounded: if it has not returned in time, the device is unplugged so that
@@ -80,16 +79,15 @@ inline int bounded(emu::Device &dev, std::function<int()> call)
 
 // A fresh test bed and tablet layer state for each test; the layer is closed
 // (and libusb released) before the test bed goes.
-class TabletTest : public ::testing::Test {
+class TabletTest : public Bus {
 protected:
     void SetUp() override
     {
-        bed = std::make_unique<emu::Testbed>();
+        Bus::SetUp();
         memset(Touchcallback, 0, sizeof Touchcallback);
         memset(MultiTouchcallback, 0, sizeof MultiTouchcallback);
         PXResetDecodeState();
         g_nSerial = 0;
-        memset(g_bSerial, 0, sizeof g_bSerial);
         std::lock_guard<std::mutex> lock(recorder().m);
         recorder().touches.clear();
         recorder().multis.clear();
@@ -99,7 +97,7 @@ protected:
         CloseDevice();
         memset(Touchcallback, 0, sizeof Touchcallback);
         recorder().onTouch = nullptr;
-        bed.reset();
+        Bus::TearDown();
     }
     emu::Device &plug(uint16_t pid, std::shared_ptr<emu::TabletBehaviour> &behaviour, uint16_t inPacketSize = 0)
     {
@@ -109,7 +107,6 @@ protected:
             profile.inPacketSize = inPacketSize;
         return bed->add(profile, behaviour);
     }
-    std::unique_ptr<emu::Testbed> bed;
 };
 
 }  // namespace e2e
