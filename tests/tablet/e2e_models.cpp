@@ -20,21 +20,20 @@ struct Model {
     const char *name;
     uint16_t pid;
     int reportLen;
-    int devType;
     bool pad;
     bool identity;      // reads an identity block at open
     bool scrambled;     // the block comes scrambled (display: our choice)
 };
 
 const Model kModels[] = {
-    {"KV-A1", 0x3101, 20, 6, false, true, false}, {"KV-A2", 0x3102, 10, 6, false, true, true},
-    {"KV-A3", 0x3103, 10, 6, false, true, false}, {"KV-A4", 0x3105, 10, 6, false, true, true},
-    {"KV-A5", 0x3106, 20, 6, false, true, true},  {"KV-B1", 0x9010, 10, 6, false, true, false},
-    {"KV-B2", 0x8811, 10, 8, false, true, true},  {"KV-B3", 0x8824, 10, 8, false, true, false},
-    {"KV-B4", 0x880C, 10, 8, false, true, true},  {"KV-B5", 0x8826, 10, 5, false, true, false},
-    {"KV-B6", 0x8534, 10, 5, false, false, false}, {"KV-C1", 0x8420, 8, 1, true, true, false},
-    {"KV-C2", 0x8421, 8, 2, true, true, false},   {"KV-C3", 0x8816, 8, 3, true, true, false},
-    {"KV-C4", 0x880F, 64, 4, true, true, true},   {"KV-C5", 0x8807, 64, 4, true, true, true},
+    {"KV-A1", 0x3101, 20, false, true, false}, {"KV-A2", 0x3102, 10, false, true, true},
+    {"KV-A3", 0x3103, 10, false, true, false}, {"KV-A4", 0x3105, 10, false, true, true},
+    {"KV-A5", 0x3106, 20, false, true, true},  {"KV-B1", 0x9010, 10, false, true, false},
+    {"KV-B2", 0x8811, 10, false, true, true},  {"KV-B3", 0x8824, 10, false, true, false},
+    {"KV-B4", 0x880C, 10, false, true, true},  {"KV-B5", 0x8826, 10, false, true, false},
+    {"KV-B6", 0x8534, 10, false, false, false}, {"KV-C1", 0x8420, 8, true, true, false},
+    {"KV-C2", 0x8421, 8, true, true, false},   {"KV-C3", 0x8816, 8, true, true, false},
+    {"KV-C4", 0x880F, 64, true, true, true},   {"KV-C5", 0x8807, 64, true, true, true},
 };
 
 // The stroke every model plays: a diagonal with rising pressure, and a few
