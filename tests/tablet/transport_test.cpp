@@ -1,6 +1,7 @@
 // The HID transport through real libusb against emulated devices:
 // enumeration, open and close, control and interrupt paths, the input queue
 // and the time-out rules of hid_read_timeout.
+#include <numeric>
 #include <set>
 #include <tuple>
 
@@ -26,8 +27,7 @@ int count(struct hid_device_info *list)
 emu::Bytes ramp(uint8_t first, size_t size)
 {
     emu::Bytes r(size);
-    for (size_t i = 0; i < size; ++i)
-        r[i] = (uint8_t)(first + i);
+    std::iota(r.begin(), r.end(), first);
     return r;
 }
 
@@ -130,7 +130,6 @@ TEST_F(Bus, UsbEnumerateClasses)
         got.insert({node->product_id, node->release_number, node->device_class});
     usb_free_enumeration(list);
     EXPECT_EQ(got, want);
-
 }
 
 // Firmware text is bcdDevice with its bytes swapped (by hand); without a
