@@ -103,7 +103,8 @@ TEST(Utf8, WritesAndEscapesText)
         {L"<>&\"'\r\n", 100, "<>&\"'\r\n", "&lt;&gt;&amp;&quot;&apos;&#x000D;&#x000A;", "<>%26\"'\r\n"},
         {L" +/?%#=", 100, " +/?%#=", " +/?%#=", "%20%2B%2F%3F%25%23%3D"},
         {L"\x20ac\x20ac", 2, "\xE2\x82\xAC", "\xE2\x82\xAC", "\xE2\x82\xAC"}, {L" <", 2, " <", " &lt;", "%20"},
-        {L"& &", 1, "&", "&amp;", "%26"}, {L"abc", 0, "a", "", ""}, {L"", 10, "", "", ""}, {bad, 10, "a", "ab", "ab"},
+        {L"& &", 1, "&", "&amp;", "%26"}, {L"abc", 2, "ab", "ab", "ab"}, {L"abc", 0, "a", "", ""}, {L"", 10, "", "", ""},
+        {bad, 10, "a", "ab", "ab"},
     };
     for (const auto &[src, limit, plain, xml, url] : cases)
         EXPECT_EQ(std::make_tuple(Converted(cvt_utol, src, limit), Converted(cvt_utoxml, src, limit),
