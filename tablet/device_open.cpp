@@ -1,6 +1,9 @@
 // Open and close of the selected tablet and the pads' mode switch.
 #include <unistd.h>
 
+#include <mutex>
+#include <vector>
+
 #include "tablet/pxtablet.h"
 #include "log/writelog.h"
 
@@ -13,9 +16,43 @@ extern "C" int API_DestroyEngine(void *handle) __attribute__((weak));
 
 namespace {
 
-// Whether ReaderThread_id names a thread nobody has joined yet: SetMode can
-// open the transport without a reader, and joining a stale id is undefined.
-bool g_readerJoinable = false;
+// Readers started and not joined yet. A reader that finds its tablet gone,
+// or that is stopped from one of its own callbacks, cannot join itself; left
+// alone, each unplug would keep a thread's stack (8 MiB) mapped for the rest
+// of the run. The next CloseDevice joins them all, the next OpenDevice those
+// that exit_flag has stopped. Each id is joined once and then forgotten, so
+// a stale ReaderThread_id (SetMode opens without a reader) is never joined.
+std::mutex g_readersLock;
+std::vector<pthread_t> g_readers;
+
+// Joins every pending reader except the calling thread. The lock is not held
+// while joining: a reader may be inside a callback that closes the device.
+void joinReaders()
+{
+    std::vector<pthread_t> others;
+    {
+        std::lock_guard<std::mutex> lock(g_readersLock);
+        for (auto it = g_readers.begin(); it != g_readers.end();) {
+            if (pthread_equal(*it, pthread_self())) {
+                ++it;
+            } else {
+                others.push_back(*it);
+                it = g_readers.erase(it);
+            }
+        }
+    }
+    for (pthread_t t : others)
+        pthread_join(t, nullptr);
+}
+
+bool othersPending()
+{
+    std::lock_guard<std::mutex> lock(g_readersLock);
+    for (pthread_t t : g_readers)
+        if (!pthread_equal(t, pthread_self()))
+            return true;
+    return false;
+}
 
 const DEV_INFO_PX &selectedRow()
 {
@@ -53,6 +90,10 @@ int failOpen(int code)
 int OpenDevice(void)
 {
     WriteLog("#############[OpenDevice]", 0);
+    // Readers that exit_flag has stopped (an unplug, a close from a callback)
+    // are reaped before exit_flag is cleared for the next one.
+    if (exit_flag == 1)
+        joinReaders();
     if (!hDev) {
         if (g_uDevinfo_index == -1 && GetDeviceStatus() != 0)
             return PX_ERR_NO_DEVICE;
@@ -75,7 +116,10 @@ int OpenDevice(void)
     exit_flag = 0;
     if (pthread_create(&ReaderThread_id, nullptr, reader_loop, nullptr) != 0)
         return failOpen(PX_ERR_THREAD);
-    g_readerJoinable = true;
+    {
+        std::lock_guard<std::mutex> lock(g_readersLock);
+        g_readers.push_back(ReaderThread_id);
+    }
     usleep(1000);
     return 0;
 }
@@ -86,17 +130,25 @@ int CloseDevice(void)
 {
     int result = 0;
     g_EnableMouse = 0;
-    if (g_uDevinfo_index >= 0) {
+    const int index = g_uDevinfo_index;
+    if (index >= 0)
         exit_flag = 1;
-        // From a callback this runs on the reader itself: there is no join,
-        // and the loop ends when the callback returns.
-        if (g_readerJoinable && !pthread_equal(ReaderThread_id, pthread_self())) {
-            pthread_join(ReaderThread_id, nullptr);
-            g_readerJoinable = false;
-        }
-        const DEV_INFO_PX &row = selectedRow();
+    // Every reader is joined before hDev is looked at, also one that ended by
+    // itself after an unplug (the row then reads -1 already). That reader
+    // closes the handle it found gone and clears the row before it clears
+    // hDev; a close from here in between closed the same handle a second
+    // time, concurrently, and libusb aborted. From a callback this runs on
+    // the reader itself, which is left to the next close or open to join;
+    // the loop ends when the callback returns.
+    if (othersPending()) {
+        exit_flag = 1;
+        joinReaders();
+    }
+    if (index >= 0) {
+        const DEV_INFO_PX &row = Dev_info_px[index];
         // A pad that was only selected (GetDeviceStatus, or SetMode on
-        // another model) has no handle to send start mode on.
+        // another model), or whose reader found it gone, has no handle to
+        // send start mode on.
         if (row.isPad == 1 && hDev) {
             hid_set_nonblocking(hDev, 0);
             if (PXClose(hDev, row.pid) != 0)

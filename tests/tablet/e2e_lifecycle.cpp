@@ -1,14 +1,43 @@
 // Life of an open tablet: opening on demand, a second open while the reader
-// runs, unplug in the middle of a stroke, close from inside a callback.
+// runs, unplug in the middle of a stroke, close just after an unplug, close
+// from inside a callback.
 #include "e2e_support.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <fstream>
+#include <random>
+#include <string>
+
+#include "../log/private_tmp.h"
 
 namespace {
 
 using namespace e2e;
 using emu::Command;
+
+// Trace texts written since the last call, stamps removed.
+std::vector<std::string> takeTrace()
+{
+    std::ifstream in("/tmp/PXSlateProbe.log");
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line.size() >= 18 ? line.substr(18) : line);
+    unlink("/tmp/PXSlateProbe.log");
+    return lines;
+}
+
+// Address space of the process, KiB.
+long vmSizeKiB()
+{
+    std::ifstream in("/proc/self/status");
+    for (std::string line; std::getline(in, line);)
+        if (line.rfind("VmSize:", 0) == 0)
+            return std::stol(line.substr(7));
+    return -1;
+}
 
 // GetDeviceInfo and RegisterTouchInfoCallBack open the device when none is
 // selected.
@@ -63,10 +92,7 @@ TEST_F(TabletTest, SecondOpenWhileReaderRuns)
                            [](const TOUCH_INFO &t) { return t.x == 1000 && t.y == 2000 - 955 && t.state == 1; });
     }));
 
-    // Both readers watch exit_flag; the first is nobody's to join, so the
-    // test stops and reaps it before closing.
-    exit_flag = 1;
-    pthread_join(first, nullptr);
+    // Both readers watch exit_flag; the close stops and joins both.
     EXPECT_EQ(bounded(dev, [] { return CloseDevice(); }), 0);
     EXPECT_GE(beh->count(Command::Start), 1);
 }
@@ -89,12 +115,64 @@ TEST_F(TabletTest, UnplugMidStroke)
         ASSERT_TRUE(recorder().waitTouches(15));
         dev.unplug();
         ASSERT_TRUE(waitFor([] { return g_uDevinfo_index == -1 && hDev == nullptr; }));
-        pthread_join(ReaderThread_id, nullptr);  // ended by itself; reap it
         EXPECT_EQ(recorder().takeTouches().size(), 15u);
         EXPECT_EQ(GetDeviceStatus(), 1);
         EXPECT_EQ(CloseDevice(), 0);
         EXPECT_EQ(beh->count(Command::Start), 0);
         UnregisterTouchInfoCallBack(recordTouch);
+    }
+}
+
+// Close just after a cable pull. The reader closes the handle it found gone;
+// a CloseDevice at about the same moment must neither close it a second time
+// (libusb aborts) nor leave the reader unjoined (a thread stack per unplug).
+// Even rounds wait until the row reads -1, odd ones close at a seeded random
+// moment up to 12 ms after the pull (the reader polls every 10 ms), so the
+// close lands before, during and after the reader's own.
+TEST_F(TabletTest, CloseAfterUnplug)
+{
+    const std::vector<std::string> readerLines = {"reader_loop:手写设备拔掉", "reader_loop: exit"};
+    const int rounds = 24, settled = 4;
+    std::mt19937 rng(8);
+    for (uint16_t pid : {0x8420, 0x3102}) {
+        SCOPED_TRACE(pid);
+        std::shared_ptr<emu::TabletBehaviour> beh;
+        emu::Device &dev = plug(pid, beh);
+        long before = 0;
+        for (int round = 0; round < rounds; ++round) {
+            SCOPED_TRACE(round);
+            if (round == settled)
+                before = vmSizeKiB();  // the allocator's thread arenas exist by now
+            ASSERT_EQ(bounded(dev, [] { return OpenDevice(); }), 0);
+            takeTrace();
+            dev.unplug();
+            const bool waited = round % 2 == 0;
+            if (waited) {
+                ASSERT_TRUE(waitFor([] { return g_uDevinfo_index == -1; }));
+            } else {
+                usleep(std::uniform_int_distribution<useconds_t>(0, 12000)(rng));
+            }
+            const int r = CloseDevice();
+            EXPECT_EQ(hDev, nullptr);
+            EXPECT_EQ(g_uDevinfo_index, -1);
+            EXPECT_FALSE(dev.claimed());
+            // The reader's two lines come together and before the close's,
+            // or not at all when the close stopped the reader first; only
+            // then does a pad get (and fail) its start-mode command.
+            std::vector<std::string> trace = takeTrace();
+            ASSERT_FALSE(trace.empty());
+            EXPECT_EQ(trace.front() == readerLines[0] ? 0 : (pid == 0x8420 ? -10 : 0), r);
+            trace.erase(std::remove_if(trace.begin(), trace.end(),
+                                       [&](const std::string &l) { return l != readerLines[0] && l != readerLines[1]; }),
+                        trace.end());
+            if (waited || !trace.empty()) {
+                EXPECT_EQ(trace, readerLines);
+            }
+            if (round + 1 < rounds)
+                dev.replug();
+        }
+        // Each reader left unjoined would keep 8 MiB of stack mapped.
+        EXPECT_LT(vmSizeKiB() - before, 8192L * (rounds - settled) / 4);
     }
 }
 
@@ -119,8 +197,8 @@ TEST_F(TabletTest, CloseFromCallbackOnReaderThread)
         ASSERT_EQ(RegisterTouchInfoCallBack(recordTouch), 0);
         for (const auto &r : emu::encodeKey(pid, emu::PadKey::Ok))
             dev.push(r);
+        // The reader cannot join itself: the next open or close joins it.
         ASSERT_TRUE(waitFor([&] { return closed != 99; }));
-        pthread_join(reader, nullptr);  // the loop has seen exit_flag and ended
         EXPECT_TRUE(onReader);
         EXPECT_EQ(closed, 0);
         EXPECT_EQ(beh->count(Command::Start), 1);
