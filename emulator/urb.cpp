@@ -84,7 +84,9 @@ Reply submitControl(Node *n, UMockdevIoctlClient *client, Urb u)
         urb->actual_length = 0;
     } else if (req.requestType & 0x80) {
         const size_t len = std::min(wanted, answer->size());
-        std::memcpy(u.buf->data + 8, answer->data(), len);
+        // An empty answer has no data pointer to copy from.
+        if (len > 0)
+            std::memcpy(u.buf->data + 8, answer->data(), len);
         urb->status = 0;
         urb->actual_length = int(len);
     } else {

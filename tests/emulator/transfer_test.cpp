@@ -7,14 +7,17 @@ using namespace emutest;
 
 namespace {
 
-// Answers like a tablet with one feature report (id 5) and a firmware that
-// rejects report id 7; it echoes output reports as input reports.
+// Answers like a tablet with one feature report (id 5), one that is empty
+// (id 8) and a firmware that rejects report id 7; it echoes output reports as
+// input reports.
 class Scripted : public emu::Behaviour {
 public:
     bool onSetReport(emu::Device &, uint8_t, uint8_t id, const Bytes &) override { return id != 7; }
     std::optional<Bytes> onGetReport(emu::Device &, uint8_t type, uint8_t id, uint16_t) override
     {
         const Bytes feature5 = {5, 0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7, 0xA8};
+        if (type == 3 && id == 8)
+            return Bytes{};
         return type == 3 && id == 5 ? std::optional<Bytes>(feature5) : std::nullopt;
     }
     void onInterruptOut(emu::Device &dev, const Bytes &data) override
@@ -88,6 +91,7 @@ TEST(EmulatorTransfer, ControlRequests)
     EXPECT_EQ(Bytes(in, in + 10), (Bytes{5, 0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7, 0xA8}));
     EXPECT_EQ(libusb_control_transfer(h, 0xA1, 1, 0x0305, 0, in, 4, 1000), 4); // the host asked for 4
     EXPECT_EQ(libusb_control_transfer(h, 0xA1, 1, 0x0306, 0, in, 4, 1000), LIBUSB_ERROR_PIPE);
+    EXPECT_EQ(libusb_control_transfer(h, 0xA1, 1, 0x0308, 0, in, 4, 1000), 0); // answered with nothing
     // A stall does not wedge the pipe: the next request goes through.
     EXPECT_EQ(libusb_control_transfer(h, 0x21, 0x0A, 0, 0, nullptr, 0, 1000), 0); // SET_IDLE
 
@@ -95,7 +99,8 @@ TEST(EmulatorTransfer, ControlRequests)
     using Row = std::tuple<int, int, int, int, int, Bytes>;
     const std::vector<Row> want = {
         {0x21, 9, 0x0305, 0, 4, {5, 1, 2, 3}}, {0x21, 9, 0x0307, 0, 2, {7, 1}}, {0xA1, 1, 0x0305, 0, 16, {}},
-        {0xA1, 1, 0x0305, 0, 4, {}},           {0xA1, 1, 0x0306, 0, 4, {}},     {0x21, 0x0A, 0, 0, 0, {}},
+        {0xA1, 1, 0x0305, 0, 4, {}},           {0xA1, 1, 0x0306, 0, 4, {}},     {0xA1, 1, 0x0308, 0, 4, {}},
+        {0x21, 0x0A, 0, 0, 0, {}},
     };
     std::vector<Row> got;
     for (const emu::ControlRequest &r : dev.controlLog())
