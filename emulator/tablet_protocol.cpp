@@ -263,7 +263,8 @@ void TabletBehaviour::onInterruptOut(Device &dev, const Bytes &data)
     handle(dev, data, false);
 }
 
-// The custom-ID block: any report id, 64 bytes, 09 01 then the block at byte 3.
+// The custom-ID block: any report id, 64 bytes, 09 and the mark (01 unless
+// set otherwise), then the block at byte 3.
 std::optional<Bytes> TabletBehaviour::onGetReport(Device &, uint8_t reportType, uint8_t, uint16_t length)
 {
     if (reportType != 3 || familyOf(pid_) != Family::Display)
@@ -273,7 +274,7 @@ std::optional<Bytes> TabletBehaviour::onGetReport(Device &, uint8_t reportType, 
         return std::nullopt;
     Bytes r(64, 0);
     r[0] = a == Answer::Ack ? 0x09 : 0x07;
-    r[1] = 0x01;
+    r[1] = customIdMark;
     Bytes b = scrambledBlock(identity);
     if (!scrambledCustomId) {
         const Bytes p = identity.block(false);

@@ -39,6 +39,7 @@ TEST(PXRectangle, IntersectAdjustsBySidesInside)
         {"below", {0, 0, 10, 10}, {-5, 20, 15, 30}, {0, 0, 10, 10}}, {"right, bottom taken", {0, 0, 10, 10}, {20, -5, 30, 8}, {0, 0, 10, 8}},
         {"above: negative height", {10, 10, 20, 20}, {12, 0, 15, 5}, {12, 10, 15, 5}},
         {"empty other: zeros", {0, 0, 10, 10}, {5, 5, 5, 9}, {0, 0, 0, 0}}, {"empty other", {0, 0, 10, 10}, {1, 2, 0, -3}, {0, 0, 0, -3}},
+        {"other empty by height alone: zeros", {0, 0, 10, 10}, {2, 5, 8, 5}, {0, 0, 0, 0}},
         {"equal empty ones stay", {5, 5, 5, 9}, {5, 5, 5, 9}, {5, 5, 5, 9}},
     };
     for (auto [name, r, other, want] : cases) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -98,8 +99,10 @@ TEST(PXSurface, FlipsAndRowClamp)
                 << w << "x" << h << " at " << i;
         EXPECT_TRUE(p.PaddingIntact());
     }
+    // Rows clamp into 0..height-1: height itself is the last row.
     Padded p(4, 3);
-    EXPECT_TRUE(p.s.Row(-5) == p.s.pixels && p.s.Row(1) == p.s.pixels + p.stride && p.s.Row(99) == p.s.pixels + 2 * p.stride);
+    for (auto [y, row] : {std::pair{-5, 0}, {0, 0}, {1, 1}, {2, 2}, {3, 2}, {99, 2}})
+        EXPECT_EQ(p.s.Row(y), p.s.pixels + row * p.stride) << y;
 }
 
 TEST(PXSurface, Views)

@@ -139,13 +139,15 @@ TEST_F(TabletTest, PadIdentityAttempts)
     }
 }
 
-// The display tablets' custom-ID exchange.
+// The display tablets' custom-ID exchange. A block reply is taken when its
+// byte 1 is 01 or 05 (the mark AND FB is 01).
 TEST_F(TabletTest, CustomIdExchange)
 {
     struct Case {
         const char *what;
         std::vector<Answer> ack, block;
         int serialLen, getReports;
+        uint8_t mark = 0x01;
     } cases[] = {
         {"no acknowledgement", {Answer::Silent}, {}, 0, 0},
         {"wrong acknowledgement", {Answer::Wrong}, {}, 0, 0},
@@ -155,19 +157,26 @@ TEST_F(TabletTest, CustomIdExchange)
         {"block never valid", {}, {Answer::Wrong}, 11, 20},
         {"block stalls", {}, {Answer::Stall}, 0, 20},
         {"block on third", {}, {Answer::Silent, Answer::Wrong, Answer::Ack}, 11, 3},
+        {"block marked 05", {}, {Answer::Ack}, 11, 1, 0x05},
+        {"block marked 03", {}, {Answer::Ack}, 11, 20, 0x03},
+        {"block marked 04", {}, {Answer::Ack}, 11, 20, 0x04},
     };
+    // The default identity in the plain form, by hand: marks, category 21,
+    // pid 1234 (two bytes), industry 45 (one byte), number 0302.
+    const unsigned char fromDevice[11] = {0x02, 0x88, 0x21, 0x34, 0x12, 0, 0, 0x45, 0, 0x02, 0x03};
+    const unsigned char fromRequest[11] = {0x02, 0x88, 0x40, 0, 0, 0, 0, 0, 0, 0, 0};
     for (const auto &c : cases) {
         SCOPED_TRACE(c.what);
         std::shared_ptr<emu::TabletBehaviour> beh;
         emu::Device &dev = plug(0x3103, beh);
         beh->plan(Command::CustomIdAck, c.ack);
         beh->plan(Command::CustomIdBlock, c.block);
+        beh->customIdMark = c.mark;
         g_nSerial = 0;
         EXPECT_EQ(OpenDevice(), 0);
         EXPECT_EQ(g_nSerial, c.serialLen);
-        if (c.serialLen && c.block.size() == 1) {
-            const unsigned char fromRequest[11] = {0x02, 0x88, 0x40, 0, 0, 0, 0, 0, 0, 0, 0};
-            EXPECT_EQ(memcmp(g_bSerial, fromRequest, 11), 0);
+        if (c.serialLen) {
+            EXPECT_EQ(memcmp(g_bSerial, c.getReports == 20 ? fromRequest : fromDevice, 11), 0);
         }
         std::vector<uint16_t> values;
         for (const auto &r : dev.controlLog())

@@ -278,8 +278,10 @@ TEST_F(Handle, ShortReadsQueueLimitAndUnplug)
 }
 
 // A queued report returns at once; on an empty queue 0 and below give 0
-// silently, a positive time-out prints its line and gives 0; -1 waits for a
-// report pushed later; hid_read follows the blocking flag.
+// silently, a positive time-out prints its line and gives 0 no sooner than
+// the time-out (a lower bound only: milliseconds taken as microseconds would
+// make the pads' 800 ms waits vanish); -1 waits for a report pushed later;
+// hid_read follows the blocking flag.
 TEST_F(Handle, ReadTimeoutRules)
 {
     emu::Device &tablet = open();
@@ -288,14 +290,18 @@ TEST_F(Handle, ReadTimeoutRules)
         bool queued;
         int ms, result;
         const char *printed;
-    } cases[] = {{false, 0, 0, ""},  {false, -7, 0, ""}, {false, 20, 0, "hid_read mills 20\n"},
+    } cases[] = {{false, 0, 0, ""},  {false, -7, 0, ""}, {false, 40, 0, "hid_read mills 40\n"},
                  {true, 20, 5, ""},  {true, 0, 5, ""},   {true, -1, 5, ""}};
     for (const Case &c : cases) {
         if (c.queued) {
             tablet.push(ramp(1, 5));
             ASSERT_TRUE(taken(tablet));
         }
+        const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(printed([&] { EXPECT_EQ(read(c.ms), c.result) << c.ms; }), c.printed) << c.ms;
+        if (!c.queued && c.ms > 0) {
+            EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(c.ms));
+        }
     }
 
     int result = -2;

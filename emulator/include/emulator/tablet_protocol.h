@@ -49,6 +49,7 @@ public:
     void plan(Command c, std::vector<Answer> answers);
     Identity identity;
     bool scrambledCustomId = false;  // display tablets' block form
+    uint8_t customIdMark = 0x01;     // byte 1 of the custom-ID block reply
     bool hasIdentity = true;         // false: identity commands get nothing
 
     int count(Command c) const;      // requests seen so far
