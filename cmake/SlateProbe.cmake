@@ -37,11 +37,12 @@ endfunction()
 # sp_add_fuzzer(NAME <name> SOURCES <files...> LIBS <libs...> [CORPUS <dir>])
 # A libFuzzer target (LLVMFuzzerTestOneInput). With SP_FUZZ (clang) it links
 # -fsanitize=fuzzer; otherwise it links a small driver that replays the files
-# named on its command line, and ctest replays the seed corpus.
+# named on its command line, and ctest replays the seed corpus. Either way the
+# trace lines go nowhere (fuzz/trace_sink.cpp), not to the trace file.
 function(sp_add_fuzzer)
   cmake_parse_arguments(F "" "NAME;CORPUS" "SOURCES;LIBS" ${ARGN})
-  add_executable(${F_NAME} ${F_SOURCES})
-  target_link_libraries(${F_NAME} PRIVATE ${F_LIBS})
+  add_executable(${F_NAME} ${F_SOURCES} ${PROJECT_SOURCE_DIR}/fuzz/trace_sink.cpp)
+  target_link_libraries(${F_NAME} PRIVATE ${F_LIBS} splog)
   if(SP_FUZZ)
     target_compile_options(${F_NAME} PRIVATE -fsanitize=fuzzer)
     target_link_options(${F_NAME} PRIVATE -fsanitize=fuzzer)
