@@ -10,9 +10,3 @@ bool CLHBmp8::mask_alpha(const CLHBmp8*, int, int) { return false; }
 bool CLHBmp32::mask_alpha(const CLHBmp8*, int, int) { return false; }
 bool CLHBmp8::mask_rect(const _LHRECTF&, const _LHPOINT&) { return false; }
 bool CLHBmp32::mask_rect(const _LHRECTF&, const _LHPOINT&) { return false; }
-bool CLHBmp8::bmp_scale_fast_to(const LHFIX64&, const LHFIX64&, const _LHPOINT&, CLHBmp*) const { return false; }
-bool CLHBmp32::bmp_scale_fast_to(const LHFIX64&, const LHFIX64&, const _LHPOINT&, CLHBmp*) const { return false; }
-bool CLHBmp8::bmp_scale_normal_to(const LHFIX64&, const LHFIX64&, const _LHPOINT&, CLHBmp*) const { return false; }
-bool CLHBmp32::bmp_scale_normal_to(const LHFIX64&, const LHFIX64&, const _LHPOINT&, CLHBmp*) const { return false; }
-bool CLHBmp8::bmp_scale_best_to(const LHFIX64&, const LHFIX64&, const _LHPOINT&, CLHBmp*) const { return false; }
-bool CLHBmp32::bmp_scale_best_to(const LHFIX64&, const LHFIX64&, const _LHPOINT&, CLHBmp*) const { return false; }
