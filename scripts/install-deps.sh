@@ -10,7 +10,7 @@ PACKAGES=(
   qtbase5-dev qtbase5-dev-tools libusb-1.0-0-dev
   # tests, benchmarks, fuzzing
   libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev
-  umockdev libumockdev-dev libglib2.0-dev python3 python3-pil
+  umockdev libumockdev-dev libglib2.0-dev python3 python3-pil libpixman-1-dev
   # windows under test: several screens, Chinese glyphs, screenshots
   xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xvfb xauth
   fonts-wqy-microhei

@@ -1,0 +1,302 @@
+// Area-average scaling: a horizontal scan adds each source row into a line of
+// 32-bit accumulators with 12-bit fractions (4096 is one whole), and a
+// vertical pass combines the lines into output rows. Enlargement takes area
+// shares rather than interpolating pixel centres.
+#include <algorithm>
+#include <utility>
+
+#include "base/LHHeap.h"
+#include "LHBmpPixels.h"
+
+using namespace lhbmp;
+
+namespace {
+
+template <int C>
+inline void addPixel(unsigned int* cell, const unsigned char* p)
+{
+    for (int k = 0; k < C; ++k)
+        cell[k] += p[k];
+}
+
+template <int C, bool Neg>
+void shrink(const unsigned char* src, int srcCount, unsigned int* line, int dstCount, const LHFIX64& scale)
+{
+    const int64_t raw = Neg ? int64_t(0 - uint64_t(scale.v)) : scale.v;
+    const unsigned int k = unsigned(raw >> 14); // share of an output that one source pixel makes up
+    unsigned int pos = 0, sum[C] = {};
+    int n = 0;
+    for (int i = 0; i < srcCount && n < dstCount; ++i) {
+        const unsigned char* p = src + size_t(i) * C;
+        pos += k;
+        if (pos <= 4095) {
+            for (int c = 0; c < C; ++c)
+                sum[c] += p[c];
+            continue;
+        }
+        pos -= 4096;
+        unsigned int* cell = line + size_t(Neg ? dstCount - 1 - n : n) * C;
+        ++n;
+        for (int c = 0; c < C; ++c) {
+            cell[c] += ((k - pos) * p[c] + k * sum[c]) >> 12;
+            sum[c] = k ? p[c] * pos / k : 0; // the share of p in the next output
+        }
+    }
+    // Cells left over take the last source pixel; filling from the end, the
+    // 8-bit form adds it to cell 0 alone.
+    const unsigned char* last = src + size_t(srcCount - 1) * C;
+    if (!Neg || C == 4) {
+        for (; n < dstCount; ++n)
+            addPixel<C>(line + size_t(Neg ? dstCount - 1 - n : n) * C, last);
+    } else if (n < dstCount) {
+        addPixel<C>(line, last);
+    }
+}
+
+template <int C, bool Neg>
+void enlarge(const unsigned char* src, int srcCount, unsigned int* line, int dstCount, const LHFIX64& scale)
+{
+    if (srcCount == 1) {
+        for (int o = 0; o < dstCount; ++o)
+            addPixel<C>(line + size_t(o) * C, src);
+        return;
+    }
+    const LHFIX64 one = LHFIX64::raw(Neg ? -LHFIX64::kOne : LHFIX64::kOne);
+    const int64_t step = (one / scale).v >> 14;
+    int64_t f = 0;
+    int c = 0, n = 0;
+    // The sample pair runs forward over the source in both directions.
+    for (; n < dstCount && c < srcCount - 1; ++n) {
+        const unsigned char* p = src + size_t(c) * C;
+        unsigned int* cell = line + size_t(Neg ? dstCount - 1 - n : n) * C;
+        for (int k = 0; k < C; ++k)
+            cell[k] += unsigned(((4096 - f) * p[k] + f * p[k + C]) >> 12);
+        f += step;
+        if (f > 4095) {
+            f -= 4096;
+            ++c;
+        }
+    }
+    const unsigned char* last = src + size_t(srcCount - 1) * C;
+    if (!Neg || C == 4) {
+        for (; n < dstCount; ++n)
+            addPixel<C>(line + size_t(Neg ? dstCount - 1 - n : n) * C, last);
+    } else if (n < dstCount) {
+        addPixel<C>(line, last - C); // the 8-bit form takes the last-but-one pixel
+    }
+}
+
+template <int C>
+using ScanFn = void (*)(const unsigned char*, int, unsigned int*, int, const LHFIX64&);
+
+template <int C>
+ScanFn<C> scanFor(const LHFIX64& sx)
+{
+    if (sx.v > LHFIX64::kOne)
+        return enlarge<C, false>;
+    if (sx.v < -LHFIX64::kOne)
+        return enlarge<C, true>;
+    if (sx.v <= 0)
+        return shrink<C, true>;
+    return shrink<C, false>;
+}
+
+// Clips one axis. A forward axis drops source cells at its start for a clip
+// on the near side and only shortens the destination on the far side, where
+// the scan stops by itself; a mirrored axis drops source cells at its start
+// for a clip on the far side and only shortens the destination on the near one.
+bool clipAxis(int64_t o, int64_t a, int size, int destSize, bool mirrored, int64_t& outO, int64_t& outD,
+              int64_t& start, int64_t& count)
+{
+    int64_t d = std::max<int64_t>(1, scaledSize(a, size));
+    int64_t skip = 0, skipEnd = 0;
+    if (o < 0) {
+        skip = (LHFIX64::from_int(-o) / LHFIX64::raw(a)).floor_int();
+        d += o;
+        o = 0;
+    }
+    if (o + d > destSize) {
+        skipEnd = (LHFIX64::from_int(o + d - destSize) / LHFIX64::raw(a)).floor_int();
+        d = destSize - o;
+    }
+    if (skip < 0 || skipEnd < 0) // a wrapped quotient: nothing sensible to draw
+        return false;
+    start = mirrored ? skipEnd : skip;
+    count = size - start;
+    outO = o;
+    outD = d;
+    return count >= 1 && d >= 1;
+}
+
+enum class VertMode { ShrinkPos, ShrinkNeg, EnlargePos, EnlargeNeg };
+
+template <int C, bool Swap>
+void vertPass(const CLHBmp& s, const LHFIX64& sx, const LHFIX64& sy, const _LHPOINT& origin, CLHBmp* dest, VertMode mode)
+{
+    if (!dest)
+        return;
+    const bool mirroredY = mode == VertMode::ShrinkNeg || mode == VertMode::EnlargeNeg;
+    int64_t ox, dw, c0, cn, oy, dh, r0, rn;
+    if (!clipAxis(origin.x, absRaw(sx), s.width, dest->width, sx.v <= 0, ox, dw, c0, cn) ||
+        !clipAxis(origin.y, absRaw(sy), s.height, dest->height, mirroredY, oy, dh, r0, rn))
+        return;
+    const size_t cells = size_t(dw) * C;
+    unsigned int* a = static_cast<unsigned int*>(LHAlloc(unsigned(cells * 2 * sizeof(unsigned int))));
+    if (!a)
+        return; // no work memory: nothing drawn, still a success
+    std::memset(a, 0, cells * 2 * sizeof(unsigned int));
+    unsigned int* const mem = a;
+    unsigned int* b = a + cells;
+    const ScanFn<C> scan = scanFor<C>(sx);
+    const int n = int(cn), dn = int(dw);
+    auto srcRow = [&](int64_t r) { return rowOf(s, r0 + r) + c0 * C; };
+    // Mirrored: output rows go from the bottom row upward.
+    auto dstRow = [&](int64_t k) { return rowOf(*dest, mirroredY ? oy + dh - 1 - k : oy + k) + ox * C; };
+    auto emit = [&](unsigned char* d, const unsigned int* v) {
+        for (size_t i = 0; i < cells; i += C)
+            for (int k = 0; k < C; ++k)
+                putByte<C, Swap>(d + i, k, v[i + k]); // low bytes
+    };
+
+    int64_t out = 0;
+    if (mode == VertMode::ShrinkPos || mode == VertMode::ShrinkNeg) {
+        const int64_t raw = mode == VertMode::ShrinkPos ? sy.v : int64_t(0 - uint64_t(sy.v));
+        const unsigned int k = unsigned(raw >> 14);
+        unsigned int pos = 0;
+        unsigned int* acc = a;
+        unsigned int* line = b;
+        for (int64_t r = 0; r < rn && out < dh; ++r) {
+            pos += k;
+            if (pos <= 4095) {
+                scan(srcRow(r), n, acc, dn, sx);
+                continue;
+            }
+            const unsigned int over = pos - 4096, part = k - over;
+            scan(srcRow(r), n, line, dn, sx);
+            unsigned char* d = dstRow(out++);
+            for (size_t i = 0; i < cells; i += C) {
+                for (int c = 0; c < C; ++c) {
+                    unsigned int& ac = acc[i + c];
+                    ac += k ? part * line[i + c] / k : 0;
+                    putByte<C, Swap>(d + i, c, (ac * k) >> 12);
+                    ac = k ? over * line[i + c] / k : 0;
+                    line[i + c] = 0;
+                }
+            }
+            pos = over;
+        }
+        if (out < dh) {
+            if (dh == 1)
+                emit(dstRow(0), acc); // unscaled: the raw sums' low bytes
+            else if (out >= 1)        // nothing to repeat when no row came out
+                std::memmove(dstRow(out), dstRow(out - 1), cells);
+        }
+    } else {
+        const LHFIX64 one = LHFIX64::raw(mode == VertMode::EnlargePos ? LHFIX64::kOne : -LHFIX64::kOne);
+        const unsigned int k = unsigned((one / sy).v >> 14);
+        scan(srcRow(0), n, a, dn, sx);
+        if (rn == 1) {
+            for (; out < dh; ++out)
+                emit(dstRow(out), a);
+        } else {
+            // pos: where the output row starts inside source row a. At exactly
+            // 4096 the blend still weighs a alone.
+            unsigned int pos = 0;
+            int64_t consumed = 0;
+            for (; out < dh && consumed < rn - 1; ++out) {
+                unsigned char* d = dstRow(out);
+                if (pos < 4096) {
+                    emit(d, a);
+                } else {
+                    const unsigned int over = pos - 4096, rem = k - over;
+                    scan(srcRow(++consumed), n, b, dn, sx);
+                    for (size_t i = 0; i < cells; i += C) {
+                        for (int c = 0; c < C; ++c) {
+                            putByte<C, Swap>(d + i, c, k ? (over * b[i + c] + rem * a[i + c]) / k : 0);
+                            a[i + c] = 0;
+                        }
+                    }
+                    std::swap(a, b);
+                    pos = over;
+                }
+                pos += k;
+            }
+            if (out < dh)
+                std::memmove(dstRow(out), dstRow(out - 1), cells);
+        }
+    }
+    LHFree(mem);
+}
+
+template <int C, bool Swap>
+bool best(const CLHBmp& s, const LHFIX64& sx, const LHFIX64& sy, const _LHPOINT& origin, CLHBmp* dest)
+{
+    if (!dest || dest->depth != s.depth)
+        return false;
+    VertMode mode = VertMode::ShrinkPos;
+    if (sy.v > LHFIX64::kOne)
+        mode = VertMode::EnlargePos;
+    else if (sy.v < -LHFIX64::kOne)
+        mode = VertMode::EnlargeNeg;
+    else if (sy.v <= 0)
+        mode = VertMode::ShrinkNeg;
+    vertPass<C, Swap>(s, sx, sy, origin, dest, mode);
+    return true;
+}
+
+} // namespace
+
+#define LH_SCAN(CLS, C)                                                                                            \
+    void CLS::pro_scan_shrink_pos(unsigned char* src, int srcCount, unsigned int* line, int dstCount,              \
+                                  const LHFIX64& scale)                                                           \
+    {                                                                                                              \
+        shrink<C, false>(src, srcCount, line, dstCount, scale);                                                    \
+    }                                                                                                              \
+    void CLS::pro_scan_shrink_neg(unsigned char* src, int srcCount, unsigned int* line, int dstCount,              \
+                                  const LHFIX64& scale)                                                           \
+    {                                                                                                              \
+        shrink<C, true>(src, srcCount, line, dstCount, scale);                                                     \
+    }                                                                                                              \
+    void CLS::pro_scan_enlarge_pos(unsigned char* src, int srcCount, unsigned int* line, int dstCount,             \
+                                   const LHFIX64& scale)                                                          \
+    {                                                                                                              \
+        enlarge<C, false>(src, srcCount, line, dstCount, scale);                                                   \
+    }                                                                                                              \
+    void CLS::pro_scan_enlarge_neg(unsigned char* src, int srcCount, unsigned int* line, int dstCount,             \
+                                   const LHFIX64& scale)                                                          \
+    {                                                                                                              \
+        enlarge<C, true>(src, srcCount, line, dstCount, scale);                                                    \
+    }
+LH_SCAN(CLHBmp8, 1)
+LH_SCAN(CLHBmp32, 4)
+
+#define LH_VERT(CLS, NAME, C, SWAP, MODE)                                                                          \
+    void CLS::NAME(const LHFIX64& sx, const LHFIX64& sy, const _LHPOINT& origin, CLHBmp* dest) const               \
+    {                                                                                                              \
+        vertPass<C, SWAP>(*this, sx, sy, origin, dest, VertMode::MODE);                                            \
+    }
+LH_VERT(CLHBmp8, pro_vert_shrink_pos, 1, false, ShrinkPos)
+LH_VERT(CLHBmp8, pro_vert_shrink_neg, 1, false, ShrinkNeg)
+LH_VERT(CLHBmp8, pro_vert_enlarge_pos, 1, false, EnlargePos)
+LH_VERT(CLHBmp8, pro_vert_enlarge_neg, 1, false, EnlargeNeg)
+LH_VERT(CLHBmp32, pro_vert_shrink_pos, 4, false, ShrinkPos)
+LH_VERT(CLHBmp32, pro_vert_shrink_neg, 4, false, ShrinkNeg)
+LH_VERT(CLHBmp32, pro_vert_enlarge_pos, 4, false, EnlargePos)
+LH_VERT(CLHBmp32, pro_vert_enlarge_neg, 4, false, EnlargeNeg)
+LH_VERT(CLHBmp32, pro_ivert_shrink_pos, 4, true, ShrinkPos)
+LH_VERT(CLHBmp32, pro_ivert_shrink_neg, 4, true, ShrinkNeg)
+LH_VERT(CLHBmp32, pro_ivert_enlarge_pos, 4, true, EnlargePos)
+LH_VERT(CLHBmp32, pro_ivert_enlarge_neg, 4, true, EnlargeNeg)
+
+bool CLHBmp8::bmp_scale_best_to(const LHFIX64& sx, const LHFIX64& sy, const _LHPOINT& origin, CLHBmp* dest) const
+{
+    return best<1, false>(*this, sx, sy, origin, dest);
+}
+bool CLHBmp32::bmp_scale_best_to(const LHFIX64& sx, const LHFIX64& sy, const _LHPOINT& origin, CLHBmp* dest) const
+{
+    return best<4, false>(*this, sx, sy, origin, dest);
+}
+bool CLHBmp32::bmp_iscale_best_to(const LHFIX64& sx, const LHFIX64& sy, const _LHPOINT& origin, CLHBmp* dest) const
+{
+    return best<4, true>(*this, sx, sy, origin, dest);
+}

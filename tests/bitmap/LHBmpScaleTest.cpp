@@ -1,0 +1,200 @@
+// The three scaling qualities. Small cases are worked by hand from the
+// stepwise rules; random ones check properties that any correct walk keeps.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "bitmap/LHBmp.h"
+
+namespace {
+
+LHFIX64 F(double d)
+{
+    return LHFIX64::raw(int64_t(d * 67108864.0));
+}
+
+enum Quality { Fast, Normal, Best };
+const char* const kName[] = {"fast", "normal", "best"};
+
+bool Scale(const CLHBmp& s, Quality q, LHFIX64 sx, LHFIX64 sy, _LHPOINT o, CLHBmp* d)
+{
+    switch (q) {
+    case Fast: return s.bmp_scale_fast_to(sx, sy, o, d);
+    case Normal: return s.bmp_scale_normal_to(sx, sy, o, d);
+    default: return s.bmp_scale_best_to(sx, sy, o, d);
+    }
+}
+
+bool IScale(const CLHBmp32& s, Quality q, LHFIX64 sx, LHFIX64 sy, _LHPOINT o, CLHBmp* d)
+{
+    switch (q) {
+    case Fast: return s.bmp_iscale_fast_to(sx, sy, o, d);
+    case Normal: return s.bmp_iscale_normal_to(sx, sy, o, d);
+    default: return s.bmp_iscale_best_to(sx, sy, o, d);
+    }
+}
+
+std::vector<int> Bytes(const CLHBmp& b)
+{
+    std::vector<int> v;
+    for (int y = 0; y < b.height; ++y)
+        for (int x = 0; x < b.width * b.depth / 8; ++x)
+            v.push_back(b.bits[y * b.stride + x]);
+    return v;
+}
+
+// An 8-bit image from rows of values; bytes not given stay 99 in the result.
+std::unique_ptr<CLHBmp8> Gray(int w, int h, std::vector<int> px)
+{
+    auto b = std::make_unique<CLHBmp8>(w, h, w + 1);
+    for (int i = 0; i < w * h; ++i)
+        b->bits[(i / w) * b->stride + i % w] = static_cast<unsigned char>(px[i]);
+    return b;
+}
+
+struct Case {
+    const char* name;
+    Quality q;
+    int w, h;
+    std::vector<int> src;
+    double sx, sy;
+    _LHPOINT origin;
+    int dw, dh;
+    std::vector<int> want; // 99 marks a pixel left as it was
+};
+
+TEST(CLHBmp8, ScaleByHand)
+{
+    const Case cases[] = {
+        // 16.16 step 32768: each column twice; mirrored walks from the end.
+        {"fast x2", Fast, 3, 1, {1, 2, 3}, 2, 1, {0, 0}, 6, 1, {1, 1, 2, 2, 3, 3}},
+        {"fast x-2", Fast, 3, 1, {1, 2, 3}, -2, 1, {0, 0}, 6, 1, {3, 3, 2, 2, 1, 1}},
+        {"fast x0.5", Fast, 4, 1, {1, 2, 3, 4}, 0.5, 1, {0, 0}, 3, 1, {1, 3, 99}},
+        // origin 10 at scale 2 is round(10 / 2) = column 5 for fast, 10 for normal
+        {"fast origin in scaled units", Fast, 1, 1, {7}, 2, 1, {10, 0}, 12, 1, {99, 99, 99, 99, 99, 7, 7, 99, 99, 99, 99, 99}},
+        {"normal origin as given", Normal, 1, 1, {7}, 2, 1, {10, 0}, 12, 1, {99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 7, 7}},
+        // clipped by one on the left: the backward walk still starts at the last column
+        {"fast mirror clipped", Fast, 3, 1, {1, 2, 3}, -1, 1, {-1, 0}, 3, 1, {3, 2, 99}},
+        {"fast forward clipped", Fast, 3, 1, {1, 2, 3}, 1, 1, {-1, 0}, 3, 1, {2, 3, 99}},
+        // last line: 0, (200 * 32768) >> 16, then the end pixel; column 3 unwritten
+        {"normal x2 row", Normal, 2, 1, {0, 200}, 2, 1, {0, 0}, 4, 1, {0, 100, 200, 99}},
+        {"normal one column", Normal, 1, 2, {5, 9}, 3, 1, {0, 0}, 3, 2, {5, 5, 5, 9, 9, 9}},
+        // 4 rows doubled: rows 0, .5, 1, 1.5, 2, 2.5 by mid lines, row 3 by the
+        // last line into destination row 6; row 7 left as it was. The end
+        // pixel of a mid line weighs the rows by the horizontal fraction (0).
+        {"normal 4 rows x2", Normal, 2, 4, {0, 0, 40, 40, 80, 80, 120, 120}, 1, 2, {0, 0}, 2, 8,
+         {0, 0, 20, 0, 40, 40, 60, 40, 80, 80, 100, 80, 120, 120, 99, 99}},
+        // a one-column run fills a mid line from row a alone
+        {"normal one column x2", Normal, 1, 3, {0, 40, 80}, 1, 2, {0, 0}, 1, 6, {0, 0, 40, 40, 80, 99}},
+        // right clip by 1 on a mirror drops source column 0: samples 3, 2
+        {"normal mirror right clip", Normal, 3, 1, {1, 2, 3}, -1, 1, {0, 0}, 2, 1, {3, 2}},
+        // k = 2048: (2048 * 20 + 2048 * 10) >> 12 = 15, then 35
+        {"best x0.5", Best, 4, 1, {10, 20, 30, 40}, 0.5, 1, {0, 0}, 2, 1, {15, 35}},
+        {"best x-0.5", Best, 4, 1, {10, 20, 30, 40}, -0.5, 1, {0, 0}, 2, 1, {35, 15}},
+        // acc 10, then 10 + 2048 * 30 / 2048 = 40, (40 * 2048) >> 12 = 20
+        {"best y0.5", Best, 1, 2, {10, 30}, 1, 0.5, {0, 0}, 1, 1, {20}},
+        // step 2048: 0, (2048 * 100) >> 12 = 50, then cells left over take 100
+        {"best x2", Best, 2, 1, {0, 100}, 2, 1, {0, 0}, 4, 1, {0, 50, 100, 100}},
+        // k = 2048: a, a, blend at pos 4096 (still a), 40, blend 40, then a copy
+        {"best y2", Best, 1, 3, {0, 40, 80}, 1, 2, {0, 0}, 1, 6, {0, 0, 0, 40, 40, 40}},
+        // mirrored: written from the bottom row upward
+        {"best y-2", Best, 1, 3, {0, 40, 80}, 1, -2, {0, 0}, 1, 6, {40, 40, 40, 0, 0, 0}},
+    };
+    for (const Case& c : cases) {
+        auto src = Gray(c.w, c.h, c.src);
+        CLHBmp8 dst(c.dw, c.dh, c.dw);
+        std::memset(dst.bits, 99, size_t(c.dw * c.dh));
+        EXPECT_TRUE(Scale(*src, c.q, F(c.sx), F(c.sy), c.origin, &dst)) << c.name;
+        EXPECT_EQ(Bytes(dst), c.want) << c.name;
+    }
+}
+
+TEST(CLHBmp32, ScaleRefusalsAndChannelOrder)
+{
+    CLHBmp32 s(2, 2, 8);
+    CLHBmp8 g(4, 4, 4);
+    EXPECT_FALSE(s.bmp_scale_best_to(F(1), F(1), {0, 0}, &g));
+    EXPECT_FALSE(s.bmp_iscale_best_to(F(1), F(1), {0, 0}, &g));
+
+    // A pure byte-0 image comes out as pure byte 2 from every iscale quality.
+    for (int i = 0; i < 4; ++i)
+        s.bits[i * 4] = 200;
+    for (Quality q : {Fast, Normal, Best}) {
+        CLHBmp32 d(3, 3, 12);
+        IScale(s, q, F(1.5), F(1.5), {0, 0}, &d);
+        const std::vector<int> got = Bytes(d);
+        EXPECT_EQ(std::vector<int>(got.begin(), got.begin() + 4), std::vector<int>({0, 0, 200, 0})) << kName[q];
+    }
+}
+
+// Random images under random scales; properties of all three qualities.
+TEST(CLHBmp, ScaleProperties)
+{
+    std::mt19937 rng(12);
+    auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    const double scales[] = {1.0, -1.0, 2.0, -2.0, 0.5, -0.3, 1.7, 0.34, -3.1, 0.05};
+    for (int round = 0; round < 60; ++round) {
+        const int w = pick(1, 9), h = pick(1, 9);
+        const Quality q = Quality(round % 3);
+        for (int depth : {8, 32}) {
+            const int bpp = depth / 8, stride = w * bpp + pick(0, 3);
+            std::vector<unsigned char> px(size_t(stride * h)), flat(px.size(), 0);
+            for (auto& b : px)
+                b = static_cast<unsigned char>(pick(0, 255));
+            const unsigned char level = static_cast<unsigned char>(pick(0, 255));
+            for (int y = 0; y < h; ++y)
+                std::memset(&flat[size_t(y * stride)], level, size_t(w * bpp));
+            CLHBmp8Ref s8(px.data(), w, h, stride), f8(flat.data(), w, h, stride);
+            CLHBmp32Ref s32(px.data(), w, h, stride), f32(flat.data(), w, h, stride);
+            CLHBmp& s = depth == 8 ? static_cast<CLHBmp&>(s8) : s32;
+            CLHBmp& f = depth == 8 ? static_cast<CLHBmp&>(f8) : f32;
+            auto fresh = [&](int dw, int dh) -> CLHBmp* {
+                CLHBmp* d = depth == 8 ? static_cast<CLHBmp*>(new CLHBmp8(dw, dh, dw * bpp + 2))
+                                       : new CLHBmp32(dw, dh, dw * bpp + 2);
+                std::memset(d->bits, 0x77, size_t(d->stride * dh));
+                return d;
+            };
+
+            // Unit scale at the origin reproduces the source, byte for byte.
+            std::unique_ptr<CLHBmp> d(fresh(w, h));
+            Scale(s, q, F(1), F(1), {0, 0}, d.get());
+            EXPECT_EQ(Bytes(*d), Bytes(s)) << kName[q] << " unit, depth " << depth;
+
+            // A constant image scales to the constant wherever anything is
+            // written (0x77 marks pixels left alone; the level avoids it).
+            // Best quality's weights sum to one whole but each share is
+            // truncated, so it may come out up to 2 below; its one-row
+            // output of unscaled sums is left out.
+            const double sx = scales[pick(0, 9)], sy = scales[pick(0, 9)];
+            const _LHPOINT o{pick(-4, 4), pick(-4, 4)};
+            const int slack = q == Best ? 2 : 0;
+            if (level != 0x77 && level >= slack && !(q == Best && std::abs(sy) * h <= 1.0)) {
+                std::unique_ptr<CLHBmp> c(fresh(pick(1, 12), pick(1, 12)));
+                Scale(f, q, F(sx), F(sy), o, c.get());
+                for (int v : Bytes(*c)) {
+                    if (v != 0x77) {
+                        ASSERT_TRUE(v <= level && v >= level - slack)
+                            << v << " from " << int(level) << " " << kName[q] << " sx " << sx << " sy " << sy;
+                    }
+                }
+            }
+
+            // iscale equals scale with bytes 0 and 2 exchanged.
+            if (depth == 32) {
+                std::unique_ptr<CLHBmp> a(fresh(10, 10)), b(fresh(10, 10));
+                Scale(s32, q, F(sx), F(sy), o, a.get());
+                IScale(s32, q, F(sx), F(sy), o, b.get());
+                for (int y = 0; y < 10; ++y)
+                    for (int x = 0; x < 10; ++x)
+                        std::swap(a->bits[y * a->stride + x * 4], a->bits[y * a->stride + x * 4 + 2]);
+                EXPECT_EQ(Bytes(*a), Bytes(*b)) << kName[q] << " sx " << sx << " sy " << sy;
+            }
+        }
+    }
+}
+
+} // namespace
