@@ -14,6 +14,8 @@ PACKAGES=(
   # windows under test: several screens, Chinese glyphs, screenshots
   xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xvfb xauth
   fonts-wqy-microhei
+  # the demo run with no display: press Open, save a screenshot
+  xdotool imagemagick
 )
 
 missing=()
