@@ -46,31 +46,6 @@ void SoftDisc(PXPaintBrush& b, float x, float y, float r, float S,
     }
 }
 
-void SmallDab(PXPaintBrush& b, float x, float y, float r, int left, int top, int right, int bottom) {
-    PXSurface* s = b.surface;
-    for (int row = top; row < bottom; ++row) {
-        PXPixel* line = s->pixels + (size_t)row * s->stride;
-        const float dy0 = (float)row + 0.25f - y, dy1 = (float)row + 0.75f - y;
-        for (int col = left; col < right; ++col) {
-            const float dx0 = (float)col + 0.25f - x, dx1 = (float)col + 0.75f - x;
-            float sum = b.tip->GetWeight(r, (double)(dx0 * dx0 + dy0 * dy0));
-            sum += b.tip->GetWeight(r, (double)(dx0 * dx0 + dy1 * dy1));
-            sum += b.tip->GetWeight(r, (double)(dx1 * dx1 + dy0 * dy0));
-            sum += b.tip->GetWeight(r, (double)(dx1 * dx1 + dy1 * dy1));
-            if (sum * 255.0 * 0.25 <= 127.5)
-                continue;
-            PXPixel& px = line[col];
-            if (px.a == 0) {
-                px = *reinterpret_cast<const PXPixel*>(&b.color);
-                px.a = 255;
-                b.new_pixels++;
-            } else {
-                px.a = b.color.a < 255 ? b.color.a : 255;
-            }
-        }
-    }
-}
-
 // Seeds the ring with the first sample, as the base brush does.
 static void Seed(PXPaintBrush& b, float x, float y, float pressure) {
     for (int i = 0; i < 3; ++i) {
