@@ -29,12 +29,6 @@ void CopyRect(int* rect, const PXRectangle* r) {
     rect[3] = r->bottom;
 }
 
-uint32_t Word(const PXPixel& p) {
-    uint32_t w;
-    std::memcpy(&w, &p, 4);
-    return w;
-}
-
 PXPixel Pixel(uint32_t w) {
     PXPixel p;
     std::memcpy(&p, &w, 4);

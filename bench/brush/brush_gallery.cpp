@@ -21,14 +21,14 @@ struct Style {
     bool erases;  // shown over a band of felt ink so that what it takes away shows
 };
 const Style kStyles[] = {
-    {3, "PXPen"},
-    {2, "PXFeltPen"},
-    {20, "PXFountainPen"},
-    {22, "PXReFountainPen"},
-    {15, "PXNewMarkPen"},
-    {5, "PXDigitalAirbrush"},
-    {6, "PXGraffitiAirbrush"},
-    {7, "PXFineSprayAirbrush"},
+    {3, "PXPen", false},
+    {2, "PXFeltPen", false},
+    {20, "PXFountainPen", false},
+    {22, "PXReFountainPen", false},
+    {15, "PXNewMarkPen", false},
+    {5, "PXDigitalAirbrush", false},
+    {6, "PXGraffitiAirbrush", false},
+    {7, "PXFineSprayAirbrush", false},
     {21, "PXCorrectPen", true},
     {10, "PXHardErase", true},
     {11, "PXSoftErase", true},

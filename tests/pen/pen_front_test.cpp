@@ -188,8 +188,9 @@ TEST_F(Front, StrokeForwarding) {
     EXPECT_EQ((uint32_t)px[6 * 16 + 8], 0x99000000u);
     for (int y = 0; y < 12; ++y)
         for (int x = 0; x < 16; ++x)
-            if (x < 3 || x >= 13 || y < 1 || y >= 11)
+            if (x < 3 || x >= 13 || y < 1 || y >= 11) {
                 EXPECT_EQ((uint32_t)px[y * 16 + x], 0x1FFFFFFFu) << x << "," << y;
+            }
     EXPECT_FALSE(E(h)->stroke_surface->IsAllZero());
     PXEndStroke(h, rect);
     EXPECT_TRUE(E(h)->stroke_surface->IsAllZero());
