@@ -11,9 +11,13 @@ PACKAGES=(
   # tests, benchmarks, fuzzing
   libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev
   umockdev libumockdev-dev libglib2.0-dev python3 python3-pil libpixman-1-dev
+  # brush benchmarks compare with libmypaint
+  libmypaint-dev
   # windows under test: several screens, Chinese glyphs, screenshots
   xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xvfb xauth
   fonts-wqy-microhei
+  # the demo run with no display: press Open, save a screenshot
+  xdotool imagemagick
 )
 
 missing=()

@@ -6,13 +6,9 @@
 
 #include "tablet/pxtablet.h"
 #include "log/writelog.h"
+#include "pen/PX_PEN_API.h"
 
 unsigned char g_EnableMouse = 0;
-
-// The pen engine belongs to the pen front end, which is not linked into every
-// program that uses this layer; close destroys it when it is there.
-extern void *g_be __attribute__((weak));
-extern "C" int API_DestroyEngine(void *handle) __attribute__((weak));
 
 namespace {
 
@@ -162,9 +158,9 @@ int CloseDevice(void)
     g_uDevinfo_index = -1;
     hid_exit();
     g_bHidInit = 0;
-    if (&g_be && g_be) {
-        if (API_DestroyEngine)
-            API_DestroyEngine(g_be);
+    // The pen engine goes with the device; a window's handle is stale from here.
+    if (g_be) {
+        API_DestroyEngine(g_be);
         g_be = nullptr;
     }
     WriteLog("~~~~~~~~[CloseDevice]\n", 0);

@@ -1,0 +1,147 @@
+// Renders one fixed signature-like stroke with every pen style that has a
+// brush class, side by side, and the recorded 30-second painting with style 3.
+//   brush_gallery <gallery.png> [<painting.png>]
+#include <QGuiApplication>
+#include <QImage>
+#include <QPainter>
+
+#include <cmath>
+#include <vector>
+
+#include "bench_input.h"
+#include "pen/PX_PEN_API.h"
+
+namespace {
+
+constexpr int kPanelW = 360, kPanelH = 140, kLabelH = 18, kColumns = 3;
+
+struct Style {
+    int number;
+    const char* name;
+    bool erases;  // shown over a band of felt ink so that what it takes away shows
+};
+const Style kStyles[] = {
+    {3, "PXPen", false},
+    {2, "PXFeltPen", false},
+    {20, "PXFountainPen", false},
+    {22, "PXReFountainPen", false},
+    {15, "PXNewMarkPen", false},
+    {5, "PXDigitalAirbrush", false},
+    {6, "PXGraffitiAirbrush", false},
+    {7, "PXFineSprayAirbrush", false},
+    {21, "PXCorrectPen", true},
+    {10, "PXHardErase", true},
+    {11, "PXSoftErase", true},
+};
+
+struct Sample {
+    float x, y, p;
+};
+
+// A cursive-looking signature: a drifting run of loops, pressure rising from
+// the first touch to the middle and falling off at the end, 400 samples.
+std::vector<Sample> Signature() {
+    std::vector<Sample> v;
+    const int n = 400;
+    for (int i = 0; i < n; ++i) {
+        const double t = (double)i / (n - 1);
+        const double x = 30 + 290 * t + 16 * std::sin(2 * M_PI * 7 * t);
+        const double y = 70 - 26 * std::cos(2 * M_PI * 7 * t) * (0.6 + 0.4 * std::sin(M_PI * t)) - 10 * std::sin(2 * M_PI * t);
+        const double p = 0.1 + 0.85 * std::pow(std::sin(M_PI * t), 0.8) * (0.8 + 0.2 * std::sin(2 * M_PI * 11 * t));
+        v.push_back({(float)x, (float)y, (float)p});
+    }
+    return v;
+}
+
+void Stroke(void* h, const std::vector<Sample>& s) {
+    int rect[4];
+    BeginStroke(h);
+    for (const Sample& p : s)
+        StrokePoint(h, rect, p.x, p.y, p.p);
+    EndStroke(h, rect);
+}
+
+// The display buffer as the window would show it, over white.
+QImage OverWhite(const std::vector<int>& pixels, int w, int h) {
+    QImage img((const uchar*)pixels.data(), w, h, w * 4, QImage::Format_ARGB32);
+    QImage out(w, h, QImage::Format_RGB32);
+    out.fill(Qt::white);
+    QPainter p(&out);
+    p.drawImage(0, 0, img);
+    return out;
+}
+
+QImage Panel(const Style& st, const std::vector<Sample>& sig) {
+    std::vector<int> pixels((size_t)kPanelW * kPanelH);
+    void* h = Initialize(kPanelW, kPanelH, pixels.data());
+    FillSurface(h, 0x1FFFFFFF);
+    SetColor(h, 0x70, 0x28, 0x10, 255);  // b, g, r, a: dark blue ink
+    if (st.erases) {
+        SetPenStyle(h, 2);
+        std::vector<Sample> band;
+        for (int i = 0; i <= 60; ++i)
+            band.push_back({20.0f + 5.3f * i, 70.0f, 1.0f});
+        SetSize(h, 60.0f);
+        Stroke(h, band);
+    }
+    SetPenStyle(h, st.number);
+    Stroke(h, sig);
+    QImage img = OverWhite(pixels, kPanelW, kPanelH);
+    DestroyEngine(h);
+    return img;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2)
+        return 2;
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    const auto sig = Signature();
+    const int n = sizeof kStyles / sizeof kStyles[0];
+    const int rows = (n + kColumns - 1) / kColumns;
+    QImage sheet(kColumns * kPanelW, rows * (kPanelH + kLabelH), QImage::Format_RGB32);
+    sheet.fill(QColor(0xE0, 0xE0, 0xE0));
+    QPainter p(&sheet);
+    for (int i = 0; i < n; ++i) {
+        const int x = (i % kColumns) * kPanelW, y = (i / kColumns) * (kPanelH + kLabelH);
+        p.drawImage(x, y + kLabelH, Panel(kStyles[i], sig));
+        p.drawText(x + 6, y + 14, QString("style %1  %2").arg(kStyles[i].number).arg(kStyles[i].name));
+        p.drawRect(x, y, kPanelW - 1, kPanelH + kLabelH - 1);
+    }
+    p.end();
+    if (!sheet.save(argv[1]))
+        return 1;
+    if (argc < 3)
+        return 0;
+
+    // The recorded painting, style 3 at the windows' pen size; a pen-up ends a stroke.
+    const auto ev = LoadPenEvents(SP_PAINTING_DAT);
+    const int side = 1024;
+    std::vector<int> pixels((size_t)side * side);
+    void* h = Initialize(side, side, pixels.data());
+    FillSurface(h, 0x1FFFFFFF);
+    SetColor(h, 0, 0, 0, 255);
+    SetPenStyle(h, 3);
+    SetPenSize(h, 3.0f);
+    int rect[4];
+    bool down = false;
+    for (const PenEvent& e : ev) {
+        if (e.pressure <= 0.0f) {
+            if (down)
+                EndStroke(h, rect);
+            down = false;
+            continue;
+        }
+        if (!down)
+            BeginStroke(h);
+        down = true;
+        StrokePoint(h, rect, e.x, e.y, e.pressure);
+    }
+    if (down)
+        EndStroke(h, rect);
+    const bool ok = OverWhite(pixels, side, side).save(argv[2]);
+    DestroyEngine(h);
+    return ok ? 0 : 1;
+}

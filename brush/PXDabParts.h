@@ -1,0 +1,85 @@
+// Pieces shared by the dabs of the ink pens and airbrushes: the dab box, the
+// alpha accumulation, the soft disc and the speed-and-direction stroke front end.
+#pragma once
+
+#include <cmath>
+
+#include "brush/PXPaintBrush.h"
+
+namespace pxdab {
+
+// Float to int for box edges, saturating so that a dab grown huge by an
+// extreme pressure covers the surface instead of overflowing the conversion.
+inline int EdgeInt(float v) {
+    if (!(v > -1e9f))
+        return -1000000000;
+    if (v > 1e9f)
+        return 1000000000;
+    return (int)v;
+}
+
+// Box of a round dab, right and bottom exclusive. Returns false when the dab
+// lies wholly up or left of the surface; left and top are raised to 0, right
+// and bottom are left for the caller to lower after the jitter.
+inline bool Box(float x, float y, float r, int& left, int& top, int& right, int& bottom) {
+    top = EdgeInt(std::floor(y - r)) - 1;
+    left = EdgeInt(std::floor(x - r)) - 1;
+    bottom = EdgeInt(std::ceil(y + r)) + 1;
+    right = EdgeInt(std::ceil(x + r)) + 1;
+    if (right < 0 || bottom < 0)
+        return false;
+    if (left < 0)
+        left = 0;
+    if (top < 0)
+        top = 0;
+    return true;
+}
+
+inline void Clip(const PXSurface* s, int& right, int& bottom) {
+    if (right > s->width)
+        right = s->width;
+    if (bottom > s->height)
+        bottom = s->height;
+}
+
+// Integer "over" of two coverages, ceiling color.a on overlap only; a first
+// touch takes the dab's own strength (low eight bits).
+inline void Accumulate(PXPaintBrush& b, PXPixel& px, int a) {
+    if (px.a == 0) {
+        px = *reinterpret_cast<const PXPixel*>(&b.color);
+        px.a = (uint8_t)a;
+        b.new_pixels++;
+        return;
+    }
+    int A = px.a;
+    int n = (A + a - ((A * (a + 1)) >> 8)) & 255;
+    if (n > b.color.a)
+        n = b.color.a;
+    px.a = (uint8_t)n;
+}
+
+// Overlap keeps the larger alpha (marker and chisel nib).
+inline void Maximum(PXPaintBrush& b, PXPixel& px, int a) {
+    if (px.a == 0) {
+        px = *reinterpret_cast<const PXPixel*>(&b.color);
+        px.a = (uint8_t)a;
+        b.new_pixels++;
+    } else if (a > px.a) {
+        px.a = (uint8_t)a;
+    }
+}
+
+// The hard four-sample dab of the base brush, for radii below 2.0: half a
+// pixel's coverage is the threshold, pressure acts through the radius only.
+void SmallDab(PXPaintBrush& b, float x, float y, float r, int left, int top, int right, int bottom);
+
+// The soft disc of the airbrush and the fountain pen: strength S, radius r,
+// the weight written out instead of asking the tip.
+void SoftDisc(PXPaintBrush& b, float x, float y, float r, float S,
+              int left, int top, int right, int bottom);
+
+// Stroke front end of the speed-and-direction pen model.
+PXRectangle* SpeedStrokePoint(PXPaintBrush& b, float* speed_hist, float x, float y, float pressure);
+PXRectangle* SpeedEndStroke(PXPaintBrush& b);
+
+}  // namespace pxdab

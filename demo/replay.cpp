@@ -1,0 +1,99 @@
+// Placing the demo signature on a model and timing its reports.
+#include "replay.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+#include "tablet/catalogue.h"
+
+namespace demo {
+
+namespace {
+
+const DEV_INFO_PX &rowOf(uint16_t pid)
+{
+    const int row = catalogueRowOfPid(pid);
+    if (row < 0)
+        throw std::out_of_range("not a catalogue tablet");
+    return Dev_info_px[row];
+}
+
+// Share of the picture kept free around the signature.
+constexpr double kMargin = 0.04;
+
+}  // namespace
+
+WritingArea writingAreaOf(uint16_t pid)
+{
+    const DEV_INFO_PX &row = rowOf(pid);
+    if (!row.isPad) {
+        // The signature dialog writes above a 40-row clear strip and its
+        // picture is 50 rows short of the screen (800 rows on the tablets'
+        // 1280 x 800 screens): stay in the top 740 of 800.
+        return {row.maxX, row.maxY * 740 / 800, 0, 2047};
+    }
+    switch (pid) {
+    // 8-byte pads: Y counts only inside a window of the raw range; above
+    // and below it lie the keys.
+    case 0x8420: return {row.maxX, 7237 - 955, 955, 1024};
+    case 0x8421: return {row.maxX, 5616 - 624, 624, 1024};
+    case 0x8816: return {row.maxX, 5311 - 1136, 1136, 1024};
+    // 64-byte pads: X 10206 and Y past 6493 are outside the writing area.
+    default: return {10206, 6494, 0, 1024};
+    }
+}
+
+std::vector<emu::Stroke> placeSignature(uint16_t pid, const std::vector<Stroke> &signature)
+{
+    const DEV_INFO_PX &row = rowOf(pid);
+    const WritingArea area = writingAreaOf(pid);
+    // The reachable part of the picture, in picture units.
+    const double reachW = kPictureWidth * area.width / (row.maxX - row.minX);
+    const double reachH = kPictureHeight * area.height / (row.maxY - row.minY);
+
+    double x0 = std::numeric_limits<double>::max(), y0 = x0, x1 = -x0, y1 = -x0;
+    for (const Stroke &s : signature) {
+        for (const Sample &p : s.samples) {
+            x0 = std::min(x0, p.x);
+            x1 = std::max(x1, p.x);
+            y0 = std::min(y0, p.y);
+            y1 = std::max(y1, p.y);
+        }
+    }
+    const double w = std::max(x1 - x0, 1.0), h = std::max(y1 - y0, 1.0);
+    const double k = std::min(reachW * (1 - 2 * kMargin) / w, reachH * (1 - 2 * kMargin) / h);
+    const double ox = (reachW - k * w) / 2, oy = (reachH - k * h) / 2;
+
+    std::vector<emu::Stroke> out;
+    for (const Stroke &s : signature) {
+        emu::Stroke placed;
+        for (const Sample &p : s.samples) {
+            const double px = ox + k * (p.x - x0), py = oy + k * (p.y - y0);
+            placed.samples.push_back({int(std::lround(px * row.maxX / kPictureWidth)),
+                                      int(std::lround(py * row.maxY / kPictureHeight)) + area.wireY,
+                                      int(std::lround(p.pressure * area.rawFull))});
+        }
+        out.push_back(std::move(placed));
+    }
+    return out;
+}
+
+std::vector<TimedReport> replaySchedule(uint16_t pid, const std::vector<Stroke> &signature)
+{
+    const std::vector<emu::Stroke> placed = placeSignature(pid, signature);
+    const int t0 = signature.front().samples.front().tMs;
+    std::vector<TimedReport> out;
+    for (size_t i = 0; i < placed.size(); ++i) {
+        const std::vector<emu::Bytes> reports = emu::encodeStroke(pid, placed[i]);
+        const std::vector<Sample> &samples = signature[i].samples;
+        for (size_t r = 0; r < reports.size(); ++r) {
+            const int t = r < samples.size() ? samples[r].tMs : signature[i].liftMs;
+            out.push_back({std::chrono::milliseconds(t - t0), reports[r]});
+        }
+    }
+    return out;
+}
+
+}  // namespace demo

@@ -1,0 +1,80 @@
+// Random sample streams through the flat pen interface, for every pen style
+// that has a brush class, on small surfaces. Memory errors and undefined
+// behaviour are what the sanitizers report; the display buffer is malloc'd to
+// its exact size so a write past any surface is caught.
+//
+// Input: style byte, width byte, height byte, then 7-byte records:
+// op, x (2 bytes), y (2 bytes), pressure (2 bytes).
+#include <cfloat>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "pen/PX_PEN_API.h"
+
+namespace {
+
+const int kStyles[] = {2, 3, 5, 6, 7, 10, 11, 15, 20, 21, 22, 0, 13, 99, -4};
+
+// Extremes that the 16-bit codes above 0xF000 pick: negative, zero and
+// subnormal, on and past the edges, and large but finite values that keep
+// every intermediate finite (no NaN reaches the pipeline).
+float Special(unsigned k, float side) {
+    const float v[] = {-1e5f, -1.0f, -0.0f, 0.0f, 1e-40f, FLT_MIN, 0.5f, 1.0f,
+                       side,  side + 0.5f, side - 0.5f, 2.0f * side, 1e3f, 1e4f, 1e5f, 65535.99f};
+    return v[k & 15];
+}
+
+float Coord(uint16_t c, float side) {
+    if ((c & 0xF000) == 0xF000)
+        return Special(c, side);
+    return (float)c / 0xF000 * side * 1.5f - side * 0.25f;
+}
+
+float Pressure(uint16_t c) {
+    if ((c & 0xF000) == 0xF000)
+        return Special(c, 1.0f) > 1e3f ? (float)(c & 3) * 3000.0f + 1.5f : Special(c, 1.0f);
+    return (float)c / 0xF000 * 1.5f - 0.25f;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size < 3)
+        return 0;
+    const int style = kStyles[data[0] % (sizeof kStyles / sizeof kStyles[0])];
+    const int w = 1 + data[1] % 48, h = 1 + data[2] % 48;
+    int* pixels = (int*)std::malloc(sizeof(int) * w * h);
+    void* e = Initialize(w, h, pixels);
+    SetColor(e, 0x10, 0x20, 0x30, (unsigned char)(data[0] | 0x0F));
+    SetPenStyle(e, style);
+    int rect[4];
+    BeginStroke(e);
+    for (size_t i = 3; i + 7 <= size; i += 7) {
+        const uint8_t op = data[i];
+        const uint16_t cx = (uint16_t)(data[i + 1] | data[i + 2] << 8);
+        const uint16_t cy = (uint16_t)(data[i + 3] | data[i + 4] << 8);
+        const uint16_t cp = (uint16_t)(data[i + 5] | data[i + 6] << 8);
+        switch (op % 16) {
+        case 0:
+            EndStroke(e, rect);
+            break;
+        case 1:
+            BeginStroke(e);
+            break;
+        case 2:
+            SetSize(e, (float)(cx % 2000) / 10.0f - 10.0f);
+            break;
+        case 3:
+            SetPenStyle(e, kStyles[cx % (sizeof kStyles / sizeof kStyles[0])]);
+            break;
+        default:
+            StrokePoint(e, rect, Coord(cx, (float)w), Coord(cy, (float)h), Pressure(cp));
+            break;
+        }
+    }
+    EndStroke(e, rect);
+    DestroyEngine(e);
+    std::free(pixels);
+    return 0;
+}

@@ -1,0 +1,99 @@
+// The signature dialog without a tablet: the screen walk over hand-made
+// desktops, the one-screen fallback (offscreen has one 800x600 screen) and
+// the clear area's once-per-press rule.
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include "log/msglog.h"
+#include "window_support.h"
+
+namespace {
+
+struct Walk {
+    const char *name;
+    QVector<QRect> screens;
+    int primary;
+    QRect want;
+};
+
+const QRect big(0, 0, 1920, 1080), tablet(1920, 0, 1280, 800), other(3200, 0, 1024, 768);
+
+// By hand: indexes other than the primary are walked; 1280x800 or the last
+// index is taken, a later take replacing an earlier one.
+const Walk kWalks[] = {
+    {"one screen", {big}, 0, QRect()},
+    {"tablet after primary", {big, tablet}, 0, tablet},
+    {"any size when last", {big, other}, 0, other},
+    {"last beats an earlier 1280x800", {big, tablet, other}, 0, other},
+    {"primary last, other size first", {QRect(0, 0, 1024, 768), QRect(1024, 0, 1920, 1080)}, 1, QRect()},
+    {"primary last, 1280x800 first", {QRect(0, 0, 1280, 800), QRect(1280, 0, 1920, 1080)}, 1, QRect(0, 0, 1280, 800)},
+    {"two 1280x800 before the primary", {QRect(0, 0, 1280, 800), QRect(1280, 0, 1280, 800), QRect(2560, 0, 1920, 1080)}, 2,
+     QRect(1280, 0, 1280, 800)},
+    {"1280x799 is not the tablet", {QRect(0, 0, 1280, 799), QRect(1280, 0, 1920, 1080)}, 1, QRect()},
+};
+
+TEST(SignExtendDlg, ScreenWalk)
+{
+    for (const Walk &w : kWalks)
+        EXPECT_EQ(chooseTabletScreen(w.screens, w.primary), w.want) << w.name;
+}
+
+class OneScreen : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(dir.isValid());
+        ASSERT_TRUE(QDir::setCurrent(dir.path()));  // "pxtest.log" lands here
+        app();
+        qInstallMessageHandler(LogMsgOutput);
+    }
+    void TearDown() override { qInstallMessageHandler(nullptr); }
+    QTemporaryDir dir;
+};
+
+TEST_F(OneScreen, FallsBackTo800x600AndSaysSo)
+{
+    SignExtendDlg dialog(800, 600, nullptr);
+    EXPECT_EQ(WindowProbe::screen(dialog), QRect(0, 0, 800, 600));
+    EXPECT_EQ(dialog.geometry(), QRect(0, 0, 800, 600));
+    QFile log("pxtest.log");
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    // Debug record: empty file and function, line 0, the message as given.
+    EXPECT_EQ(QString::fromUtf8(log.readAll()), "\n\rDebug  File:   Line:0  Content:手写屏未连接\n");
+    // The clear button by its corner rectangle: 400-50 .. 400+49, 600-1-39 .. 600-1-10.
+    dialog.show();
+    EXPECT_EQ(dialog.findChild<QWidget *>("clearButton")->geometry(), QRect(QPoint(350, 560), QPoint(449, 589)));
+}
+
+TEST_F(OneScreen, ClearAreaClearsOncePerPress)
+{
+    // maxX, maxY of 800, 600 map tablet units 1:1 to the fallback screen.
+    // The clear area is x 350..449, y 559..588; the writing area ends at 559.
+    SignExtendDlg dialog(800, 600, nullptr);
+    dialog.StartSign();
+    QImage &image = *WindowProbe::image(dialog);
+    auto mark = [&] { image.setPixel(5, 5, 0xFF000000); };
+    auto marked = [&] { return !white(image, 5, 5); };
+    const TOUCH_INFO down{400, 575, 0.5f, 1, 0}, lifted{400, 575, 0.0f, 0, 0}, elsewhere{100, 590, 0.5f, 1, 0};
+
+    struct Step {
+        TOUCH_INFO event;
+        bool cleared;
+    };
+    const Step steps[] = {
+        {down, true},        // first press on the area
+        {down, false},       // held: once per press
+        {elsewhere, false},  // outside both areas, still held
+        {lifted, false},     // lifted: no clear, the press is over
+        {down, true},        // pressed again
+        {{700, 580, 0.5f, 1, 0}, false},  // same row, right of the area
+    };
+    for (size_t i = 0; i < std::size(steps); ++i) {
+        mark();
+        dialog.receiveMsg(steps[i].event);
+        EXPECT_EQ(!marked(), steps[i].cleared) << "step " << i;
+    }
+}
+
+}  // namespace

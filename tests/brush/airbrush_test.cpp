@@ -1,0 +1,118 @@
+// Airbrushes and the fountain pen that shares their pen model. Expected values
+// are worked by hand from the dab and speed rules (each table says how).
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "brush/PXAirbrush.h"
+#include "brush/PXInkPens.h"
+#include "brush/PXTipFunction.h"
+
+namespace {
+
+int Alpha(const PXSurface& s, int x, int y) { return s.pixels[y * s.stride + x].a; }
+
+void Preset(PXPaintBrush& b, float size, float min_size, float opacity, float min_opacity) {
+    b.size = size;
+    b.min_size = min_size;
+    b.opacity = opacity;
+    b.min_opacity = min_opacity;
+    b.spacing = 0.12f;
+    b.min_spacing = 0.0f;
+}
+
+struct Px {
+    int x, y, a;
+};
+
+// Soft disc, dab centred on pixel (10,10)'s centre.
+// Graffiti preset at pressure 0.5: D = 0.25 * 32 = 8, r = 4, S = 0.5 * 0.4 + 0.5 = 0.7.
+//   d = 0: 0.7 * 255 = 178.5; d = 9: 0.7 * sqrt(1 - 9/16) * 255 = 118.07;
+//   d = 16 (outer ring): (4.8 - 4) * 0.7 * 51 = 28.56; d = 25: outside 4.8^2.
+// Fountain preset at pressure 1: q = 0.5, D = 0.55 * 3, r = 0.825, S = 0.6.
+//   d = 0: 153.0; d = 1: (1.625 - 1) * 0.6 * 51 = 19.1; d = 2: 6.45; d = 4: outside.
+TEST(SoftDisc, HandWorkedAlphas) {
+    struct Case { bool fountain; float pressure; float r; std::vector<Px> px; } cases[] = {
+        {false, 0.5f, 4.0f, {{10, 10, 178}, {13, 10, 118}, {10, 7, 118}, {14, 10, 28}, {15, 10, 0}, {6, 10, 28}}},
+        {true, 1.0f, 0.825f, {{10, 10, 153}, {11, 10, 19}, {10, 9, 19}, {11, 11, 6}, {9, 9, 6}, {12, 10, 0}}},
+    };
+    for (const Case& c : cases) {
+        PXSurface s(24, 24);
+        std::unique_ptr<PXPaintBrush> b;
+        if (c.fountain) {
+            b.reset(new PXFountainPen(&s, new PXDullAntiAliasingTipFunction()));
+            Preset(*b, 3.0f, 0.1f, 0.6f, 1.0f);
+        } else {
+            b.reset(new PXGraffitiAirbrush(&s, new PXFlatTipFunction()));
+            Preset(*b, 32.0f, 0.0f, 1.0f, 0.4f);
+        }
+        EXPECT_FLOAT_EQ(b->ApplyDab(10.5f, 10.5f, c.pressure), c.r);
+        for (const Px& p : c.px)
+            EXPECT_EQ(Alpha(s, p.x, p.y), p.a) << c.fountain << " " << p.x << "," << p.y;
+    }
+}
+
+// A second graffiti dab on the same spot accumulates: 178 + 178 - (178 * 179 >> 8) = 232;
+// with color.a 200 the overlap stops at the ceiling, the first touch did not.
+TEST(SoftDisc, OverlapAccumulatesUpToInkAlpha) {
+    struct Row { uint8_t ink_a; int first, second; } rows[] = {{255, 178, 232}, {200, 178, 200}};
+    for (const Row& r : rows) {
+        PXSurface s(24, 24);
+        PXGraffitiAirbrush b(&s, new PXFlatTipFunction());
+        Preset(b, 32.0f, 0.0f, 1.0f, 0.4f);
+        b.color.a = r.ink_a;
+        b.ApplyDab(10.5f, 10.5f, 0.5f);
+        EXPECT_EQ(Alpha(s, 10, 10), r.first);
+        b.ApplyDab(10.5f, 10.5f, 0.5f);
+        EXPECT_EQ(Alpha(s, 10, 10), r.second);
+    }
+}
+
+// Fountain pen: half the pressure reaches the nib, so even pressure 1 stays
+// below size / 2 = 1.5: D = (q + (1 - q) * 0.1) * 3 with q = p / 2.
+TEST(FountainPen, NeverReachesFullSize) {
+    struct Row { float pressure, r; } rows[] = {{0.0f, 0.5f}, {0.5f, 0.5f}, {0.7f, 0.6225f}, {1.0f, 0.825f}};
+    PXSurface s(16, 16);
+    PXFountainPen pen(&s, new PXDullAntiAliasingTipFunction());
+    Preset(pen, 3.0f, 0.1f, 0.6f, 1.0f);
+    for (const Row& r : rows)
+        EXPECT_NEAR(pen.ApplyDab(8.0f, 8.0f, r.pressure), r.r, 1e-6) << r.pressure;
+}
+
+// The pen model: the pressure stored for a sample is g * g * input, with
+// f = 1 - |75 deg - a| * 0.8 / 3.1415925 inside -15..165 deg, and
+// f = 0.7 - e / 3.1415925 outside; g = (1 - f) * 6 / speed + f.
+// First sample: a = atan2f(0, 0) = 0, speed 100: f = 2/3, g = 0.686667.
+// Long straight strokes: speed settles to the step length (at least 6).
+//   0 deg, step 40: g = 1/3 * 6/40 + 2/3 = 0.716667 -> 0.513611
+//   0 deg, step 0.5: speed 6, g = 1                  -> 1
+//   75 deg, step 40: f = 1, g = 1                    -> 1
+//   180 deg, step 40: e = (pi - 1.309) * 0.4 = 0.733, f = 0.466667,
+//                     g = 0.08 + 0.466667 = 0.546667 -> 0.298844
+//   -90 deg (upwards), step 40: e = 0.10472, f = 2/3 -> 0.513611
+TEST(GraffitiAirbrush, PressureFromSpeedAndDirection) {
+    PXSurface s(8, 8);
+    PXGraffitiAirbrush first(&s, new PXFlatTipFunction());
+    Preset(first, 32.0f, 0.0f, 1.0f, 0.4f);
+    first.BeginStroke();
+    first.StrokePoint(3.0f, 3.0f, 0.8f);
+    for (int i = 0; i < 4; ++i)
+        EXPECT_NEAR(first.points[i].pressure, 0.8f * 0.686667f * 0.686667f, 1e-5) << i;
+
+    struct Row { float degrees, step, factor; } rows[] = {
+        {0, 40, 0.513611f}, {0, 0.5f, 1.0f}, {75, 40, 1.0f}, {180, 40, 0.298844f}, {-90, 40, 0.513611f},
+    };
+    for (const Row& r : rows) {
+        PXSurface big(4000, 4000);
+        PXGraffitiAirbrush b(&big, new PXFlatTipFunction());
+        Preset(b, 2.0f, 0.0f, 1.0f, 0.4f);
+        const double a = r.degrees * M_PI / 180.0;
+        b.BeginStroke();
+        for (int i = 0; i < 60; ++i)
+            b.StrokePoint((float)(2000 + i * r.step * std::cos(a)), (float)(2000 + i * r.step * std::sin(a)), 0.5f);
+        EXPECT_NEAR(b.points[(b.point_count - 1) & 3].pressure, 0.5f * r.factor, 2e-4) << r.degrees << " " << r.step;
+        EXPECT_GE(b.speed_hist[2], 6.0f);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,196 @@
+// The base brush's dab, its setters and blend_out. Alphas are worked by hand
+// from the dab rules: S = (min_opacity * q + p) * opacity * 255, a = trunc(w * S),
+// flat-tip weights as in the tip tests, the integer "over" for overlaps.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "brush/PXPen.h"
+
+namespace {
+
+// A tip of one weight everywhere, to isolate strength, box and threshold.
+struct ConstTip : PXTipFunction {
+    float w;
+    explicit ConstTip(float v) : w(v) {}
+    float GetWeight(float&, double) override { return w; }
+};
+
+void Preset(PXPaintBrush& b, float size, float opacity, float min_opacity) {
+    b.size = size;
+    b.min_size = 0.0f;
+    b.opacity = opacity;
+    b.min_opacity = min_opacity;
+    b.spacing = 0.12f;
+    b.min_spacing = 1.0f;
+}
+
+int Alpha(const PXSurface& s, int x, int y) { return s.pixels[y * s.stride + x].a; }
+
+int Inked(const PXSurface& s) {
+    int n = 0;
+    for (int y = 0; y < s.height; ++y)
+        for (int x = 0; x < s.width; ++x)
+            n += Alpha(s, x, y) != 0;
+    return n;
+}
+
+struct Px {
+    int x, y, a;
+};
+
+TEST(PaintBrushDab, HandWorkedDabs) {
+    const float just_over_half = std::nextafter(0.5f, 1.0f);
+    struct Case {
+        const char* what;
+        float tipw;  // < 0: the flat tip
+        float size, opacity, min_opacity, x, y, pressure, radius;
+        std::vector<Px> px;
+        int inked;
+    } cases[] = {
+        // r = 2.0 exactly takes the weighted path: d = 5 -> 0.381966 * 255, d = 8 -> 0.0857864 * 255
+        {"large centred", -1, 4, 1, 0, 10.5f, 10.5f, 1, 2.0f,
+         {{10, 10, 255}, {12, 10, 255}, {13, 10, 0}, {12, 11, 97}, {11, 12, 97}, {12, 12, 21}}, 25},
+        // centre on a pixel corner: d = 4.5 -> 112, 6.5 -> 57, 8.5 -> 10, 12.5 outside
+        {"large off-centre", -1, 4, 1, 0, 10.0f, 10.0f, 1, 2.0f,
+         {{10, 10, 255}, {11, 10, 255}, {11, 11, 112}, {12, 10, 57}, {12, 11, 10}, {12, 12, 0}}, 32},
+        // the pen's preset at half pressure: S = (1 * 0.5 + 0.5) * 0.6 * 255 = 153; d = 5 -> 58
+        {"pen preset", -1, 8, 0.6f, 1, 10.5f, 10.5f, 0.5f, 2.0f, {{10, 10, 153}, {12, 11, 58}}, 25},
+        // S = (0.4 * 0.5 + 0.5) * 255 = 178.5 over the whole box 7..13 x 7..13
+        {"strength, box", 1, 8, 1, 0.4f, 10.5f, 10.5f, 0.5f, 2.0f, {{7, 7, 178}, {13, 13, 178}, {14, 10, 0}}, 49},
+        // S = 1.58 * 255 = 402.9: the first touch keeps the low eight bits, 402 & 255
+        {"first touch wraps", 1, 8, 1.58f, 0.3f, 10.5f, 10.5f, 1, 4.0f, {{10, 10, 146}}, 121},
+        // r = 1.5, four samples: (11,11) sums 3.37 -> solid; (12,10) sums 0.97 -> 61.7, skipped
+        {"small 3x3", -1, 3, 1, 0, 10.5f, 10.5f, 1, 1.5f, {{9, 9, 255}, {11, 11, 255}, {12, 10, 0}}, 9},
+        // D = 0 gives r = 0.5: one pixel (the neighbour sums 0.93)
+        {"smallest", -1, 3, 1, 0, 10.5f, 10.5f, 0, 0.5f, {{10, 10, 255}}, 1},
+        // D = 1.0 is not above 1.0: still r = 0.5
+        {"diameter one", -1, 1, 1, 0, 10.5f, 10.5f, 1, 0.5f, {{10, 10, 255}}, 1},
+        // the threshold: four weights of 0.5 give exactly 127.5, skipped; a hair more paints
+        // the whole box 8..12 x 8..12, opacity unused
+        {"threshold equal", 0.5f, 3, 0.1f, 0, 10.5f, 10.5f, 1, 1.5f, {}, 0},
+        {"threshold over", just_over_half, 3, 0.1f, 0, 10.5f, 10.5f, 1, 1.5f, {{8, 8, 255}, {12, 12, 255}}, 25},
+    };
+    for (const Case& c : cases) {
+        PXSurface s(24, 24);
+        PXTipFunction* tip = c.tipw < 0 ? (PXTipFunction*)new PXFlatTipFunction() : new ConstTip(c.tipw);
+        PXPen pen(&s, tip);
+        Preset(pen, c.size, c.opacity, c.min_opacity);
+        EXPECT_EQ(pen.ApplyDab(c.x, c.y, c.pressure), c.radius) << c.what;
+        for (const Px& p : c.px)
+            EXPECT_EQ(Alpha(s, p.x, p.y), p.a) << c.what << " at " << p.x << "," << p.y;
+        EXPECT_EQ(Inked(s), c.inked) << c.what;
+        EXPECT_EQ(pen.new_pixels, c.inked) << c.what;
+    }
+}
+
+// Overlap: A' = A + a - (A * (a + 1) >> 8), 153 twice -> 306 - 92 = 214; the
+// ink alpha caps overlaps only. Colour is fixed at the first touch. The small
+// dab sets 255 on an empty pixel whatever the cap, the cap on an inked one.
+TEST(PaintBrushDab, AccumulationAndCeiling) {
+    struct Row { float size; uint8_t cap; int first, second; } rows[] = {
+        {8, 255, 153, 214}, {8, 100, 153, 100}, {3, 255, 255, 255}, {3, 100, 255, 100},
+    };
+    for (const Row& r : rows) {
+        PXSurface s(24, 24);
+        PXPen pen(&s, new PXFlatTipFunction());
+        Preset(pen, r.size, 0.6f, 1.0f);
+        pen.SetColor(10, 20, 30, r.cap);
+        pen.ApplyDab(10.5f, 10.5f, 0.5f * (r.size == 8));
+        EXPECT_EQ(Alpha(s, 10, 10), r.first) << r.size << " " << (int)r.cap;
+        pen.SetColor(99, 99, 99, r.cap);
+        pen.ApplyDab(10.5f, 10.5f, 0.5f * (r.size == 8));
+        const PXPixel p = s.pixels[10 * 24 + 10];
+        EXPECT_EQ(p.a, r.second) << r.size << " " << (int)r.cap;
+        EXPECT_EQ(p.b * 10000 + p.g * 100 + p.r, 102030);
+    }
+}
+
+// A dab at each edge and corner of a 20x20 view inside a zeroed 40x40 buffer:
+// the view holds exactly the window of the same dab drawn 10 pixels further
+// on a larger surface (a dab depends on the offset from its centre only), and
+// nothing lands in the border. Dabs wholly up or left return 0.0, wholly
+// right or below their radius.
+TEST(PaintBrushDab, BoxClippedAtEveryEdge) {
+    struct Row { float x, y, radius; } rows[] = {
+        {0.25f, 0.25f, 4}, {19.75f, 0.25f, 4}, {0.25f, 19.75f, 4}, {19.75f, 19.75f, 4}, {10.25f, 10.5f, 4},
+        {-6.01f, 10, 0}, {10, -6.01f, 0}, {-5.5f, 10, 4}, {25.5f, 10, 4}, {10, 30, 4},
+    };
+    for (const Row& r : rows) {
+        std::vector<PXPixel> buf(40 * 40, PXPixel(0, 0, 0, 0));
+        PXSurface view(20, 20, 40, buf.data() + 10 * 40 + 10, true), ref(40, 40);
+        PXPen a(&view, new PXFlatTipFunction()), b(&ref, new PXFlatTipFunction());
+        Preset(a, 8, 1, 0);
+        Preset(b, 8, 1, 0);
+        EXPECT_EQ(a.ApplyDab(r.x, r.y, 1), r.radius) << r.x << "," << r.y;
+        b.ApplyDab(r.x + 10, r.y + 10, 1);
+        for (int y = 0; y < 40; ++y)
+            for (int x = 0; x < 40; ++x) {
+                const bool inside = x >= 10 && x < 30 && y >= 10 && y < 30;
+                EXPECT_EQ(buf[y * 40 + x].a, inside ? ref.pixels[y * 40 + x].a : 0) << r.x << "," << r.y << " " << x << "," << y;
+            }
+    }
+}
+
+// The jitter hook runs after the box is made: a centre moved far away paints
+// nothing inside the old box, the returned radius is the jittered one, and a
+// colour changed by it stays in the brush.
+struct Shaker : PXPen {
+    using PXPen::PXPen;
+    void ApplyJitter(float& x, float&, float& radius, PXPenPigment& c) override {
+        x += 10.0f;
+        radius = 3.0f;
+        c.r = 77;
+    }
+};
+
+TEST(PaintBrushDab, JitterLeavesTheBox) {
+    PXSurface s(40, 24);
+    Shaker b(&s, new PXFlatTipFunction());
+    Preset(b, 4, 1, 0);
+    b.use_jitter = true;
+    EXPECT_EQ(b.ApplyDab(10.5f, 10.5f, 1), 3.0f);
+    EXPECT_EQ(Inked(s), 0);
+    EXPECT_EQ(b.color.r, 77);
+}
+
+TEST(PaintBrush, SettersKeepOldValueOnTheBoundary) {
+    PXSurface s(4, 4);
+    PXPen pen(&s, new PXFlatTipFunction());
+    pen.size = 3.0f;
+    pen.fade_step = 2.0f;
+    pen.SetSize(0.0f);
+    pen.SetSize(-1.0f);
+    pen.SetFadeStep(1.0f);
+    EXPECT_EQ(pen.size, 3.0f);
+    EXPECT_EQ(pen.fade_step, 2.0f);
+    pen.SetSize(0.5f);
+    pen.SetFadeStep(1.5f);
+    EXPECT_EQ(pen.size, 0.5f);
+    EXPECT_EQ(pen.fade_step, 1.5f);
+    pen.SetColor(0x12345678);  // red from the low byte, the rest 0
+    EXPECT_EQ(pen.color.r, 0x78);
+    EXPECT_EQ(pen.color.b + pen.color.g + pen.color.a, 0);
+}
+
+// Only where the stroke has ink: the source pixel if it has alpha, else the
+// stroke's own; whole words, alpha included. dirty is clipped to the surface.
+TEST(PaintBrush, BlendOutCopiesInkedPixelsWhole) {
+    PXSurface stroke(8, 8), source(8, 8), target(8, 8);
+    target.Fill(PXPixel(1, 2, 3, 200));
+    stroke.pixels[0] = PXPixel(9, 9, 9, 40);    // source empty: the stroke pixel goes
+    stroke.pixels[7] = PXPixel(9, 9, 9, 40);    // source inked: the source pixel goes
+    source.pixels[7] = PXPixel(5, 6, 7, 1);
+    source.pixels[9] = PXPixel(5, 6, 7, 90);    // no stroke ink: untouched
+    stroke.pixels[63] = PXPixel(9, 9, 9, 40);   // outside dirty: untouched
+    PXPen pen(&stroke, new PXFlatTipFunction());
+    pen.dirty = PXRectangle(-5, -5, 100, 7);
+    pen.blend_out(&target, &source);
+    const PXPixel want[] = {PXPixel(9, 9, 9, 40), PXPixel(5, 6, 7, 1), PXPixel(1, 2, 3, 200), PXPixel(1, 2, 3, 200)};
+    const int at[] = {0, 7, 9, 63};
+    for (int i = 0; i < 4; ++i)
+        EXPECT_EQ(memcmp(&target.pixels[at[i]], &want[i], 4), 0) << at[i];
+}
+
+}  // namespace

@@ -1,0 +1,89 @@
+// Reading the signature file and timing its reports. Expected times are the
+// file's own times less the first touch, worked by hand below.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "replay.h"
+#include "signature.h"
+
+namespace {
+
+std::vector<demo::Stroke> parse(const std::string &text)
+{
+    std::istringstream in(text);
+    return demo::parseSignature(in);
+}
+
+std::string errorOf(const std::string &text)
+{
+    try {
+        parse(text);
+    } catch (const std::runtime_error &e) {
+        return e.what();
+    }
+    return "";
+}
+
+}  // namespace
+
+TEST(DemoSignature, RejectsFaultyLines)
+{
+    const struct {
+        const char *text;
+        const char *error;
+    } cases[] = {
+        {"0 1 2\n", "line 1: expected four numbers"},
+        {"0 1 2 0.5 9\n", "line 1: expected four numbers"},
+        {"0 1 2 0.5\n0 1 x 0.5\n", "line 2: expected four numbers"},
+        {"# c\n10 1 1 0.5\n\n5 1 1 0.5\n", "line 4: time goes back"},
+        {"0 401 0 0.5\n", "line 1: position outside"},
+        {"0 0 -1 0.5\n", "line 1: position outside"},
+        {"0 1 1 1.5\n", "line 1: pressure outside"},
+        {"0 1 1 -0.1\n", "line 1: pressure outside"},
+        {"# only a comment\n\n", "no stroke"},
+        {"0 1 1 0\n8 2 2 0\n", "no stroke"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_NE(errorOf(c.text).find(c.error), std::string::npos) << errorOf(c.text);
+    }
+}
+
+// Hover before the first touch is dropped, a zero-pressure line lifts, a
+// comment may follow a sample, and a file ending in contact lifts at its last
+// sample.
+TEST(DemoSignature, StrokesAndLifts)
+{
+    const auto s = parse("0 5 5 0\n100 10 10 0.5 # touch\n108 20 10 0.5\n140 20 10 0\n150 1 1 0\n"
+                         "400 50 50 0.6\n408 60 60 0.6\n");
+    ASSERT_EQ(s.size(), 2u);
+    EXPECT_EQ(s[0].samples.size(), 2u);
+    EXPECT_EQ(s[0].liftMs, 140);
+    EXPECT_EQ(s[1].samples.size(), 2u);
+    EXPECT_EQ(s[1].liftMs, 408);
+}
+
+// Sample reports at the samples' times, the lift reports at the lift time,
+// all from the first touch (100 ms into the file): 8-byte pads and display
+// tablets lift with one report, 64-byte pads with two.
+TEST(DemoSignature, ReplayPacing)
+{
+    const auto s = parse("0 5 5 0\n100 10 10 0.5\n108 20 10 0.5\n116 30 10 0.5\n140 30 10 0\n"
+                         "400 50 50 0.6\n408 60 60 0.6\n430 60 60 0\n");
+    const struct {
+        uint16_t pid;
+        std::vector<int> at;
+    } cases[] = {
+        {0x8420, {0, 8, 16, 40, 300, 308, 330}},
+        {0x8807, {0, 8, 16, 40, 40, 300, 308, 330, 330}},
+        {0x3101, {0, 8, 16, 40, 300, 308, 330}},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.pid);
+        std::vector<int> at;
+        for (const auto &r : demo::replaySchedule(c.pid, s))
+            at.push_back(int(r.at.count()));
+        EXPECT_EQ(at, c.at);
+    }
+}

@@ -1,0 +1,244 @@
+// The flat pen interface and its upper layer. The device state is only the
+// hDev word here (a dummy non-null value means "open"); closing a real device
+// is in pen_close_test.cpp. Expected values are worked by hand from the rules
+// of each function.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "brush/PXAirbrush.h"
+#include "brush/PXInkPens.h"
+#include "brush/PXPen.h"
+#include "pen/PXPenEngine.h"
+#include "pen/PX_PEN_API.h"
+#include "tablet/pxtablet.h"
+
+namespace {
+
+PXBrushEngine* E(void* h) { return static_cast<PXBrushEngine*>(h); }
+
+uint32_t Word(const PXSurface* s, int i) {
+    uint32_t w;
+    std::memcpy(&w, &s->pixels[i], 4);
+    return w;
+}
+
+bool AllWords(const PXSurface* s, uint32_t w) {
+    for (int i = 0; i < s->width * s->height; ++i)
+        if (Word(s, i) != w)
+            return false;
+    return true;
+}
+
+// An engine of its own per test, and the upper layer's globals put back.
+class Front : public ::testing::Test {
+protected:
+    std::vector<int> buf = std::vector<int>(8 * 6, 0x12345678);
+    int dummy = 0;
+    void Open() { hDev = reinterpret_cast<hid_device*>(&dummy); }
+    void TearDown() override {
+        DestroyEngine(g_be);
+        g_be = nullptr;
+        hDev = nullptr;
+        nBackColor = 0x1FFFFFFF;
+    }
+};
+
+TEST_F(Front, InitializeAndNullHandle) {
+    // Refused arguments: a side below 1 or no buffer.
+    struct { int w, h; bool px; } bad[] = {{0, 5, true}, {5, 0, true}, {-3, 5, true}, {5, 5, false}};
+    for (auto& b : bad)
+        EXPECT_EQ(Initialize(b.w, b.h, b.px ? buf.data() : nullptr), nullptr) << b.w << "x" << b.h;
+    EXPECT_EQ(buf[0], 0x12345678);
+
+    void* h = Initialize(8, 6, buf.data());
+    ASSERT_NE(h, nullptr);
+    // The caller's buffer turns white, the backing copies it, the stroke surface is clear.
+    EXPECT_TRUE(AllWords(E(h)->display_surface, 0xFFFFFFFFu));
+    EXPECT_EQ((void*)E(h)->display_surface->pixels, (void*)buf.data());
+    EXPECT_TRUE(AllWords(E(h)->backing_surface, 0xFFFFFFFFu));
+    EXPECT_TRUE(E(h)->stroke_surface->IsAllZero());
+    // The airbrush is current until the first style: its preset size is 32.
+    EXPECT_EQ(E(h)->brush, (PXPaintBrush*)E(h)->graffiti_airbrush);
+    EXPECT_EQ(GetSize(h), 32.0f);
+    DestroyEngine(h);
+
+    // Every plain function takes a null handle and does nothing.
+    int rect[4] = {7, 7, 7, 7};
+    SetColor(nullptr, 1, 2, 3, 4);
+    SetPenStyle(nullptr, 3);
+    SetPenSize(nullptr, 3.0f);
+    FillSurface(nullptr, 0);
+    BeginStroke(nullptr);
+    API_StrokePoint(nullptr, rect, 1, 1, 1);
+    EndStroke(nullptr, rect);
+    FusionDataToDisplay(nullptr, rect, 2);
+    EXPECT_EQ(rect[0], 7);
+    EXPECT_EQ(GetSize(nullptr), 0.0f);
+    EXPECT_EQ(API_GetSize(nullptr), 0.0f);
+    EXPECT_EQ(DestroyEngine(nullptr), 0);
+    EXPECT_EQ(API_DestroyEngine(nullptr), 0);
+}
+
+// Style to member, the ink carried over (erasers included), and the size rules.
+TEST_F(Front, StylesColourAndSize) {
+    void* h = Initialize(8, 6, buf.data());
+    PXBrushEngine* e = E(h);
+    EXPECT_EQ(e->soft_erase->color.b, 255);  // white preset until selected
+    SetColor(h, 1, 2, 3, 200);  // b, g, r, a on the airbrush
+    struct { int style; PXPaintBrush* brush; } rows[] = {
+        {2, e->felt_pen}, {3, e->pen}, {5, e->digital_airbrush}, {6, e->graffiti_airbrush},
+        {7, e->fine_spray_airbrush}, {10, e->hard_erase}, {11, e->soft_erase}, {15, e->new_mark_pen},
+        {20, e->fountain_pen}, {21, e->correct_pen}, {22, e->re_fountain_pen},
+        {0, e->felt_pen}, {13, e->felt_pen}, {25, e->felt_pen}, {-1, e->felt_pen}, {3, e->pen},
+    };
+    for (auto& r : rows) {
+        SetPenStyle(h, r.style);
+        EXPECT_EQ(e->brush, r.brush) << r.style;
+        EXPECT_EQ(e->pen_style, r.style);
+        const PXPenPigment c = e->brush->color;
+        EXPECT_TRUE(c.b == 1 && c.g == 2 && c.r == 3 && c.a == 200) << r.style;
+    }
+    // Style 8 keeps the brush and only stores the number.
+    SetPenStyle(h, 8);
+    EXPECT_EQ(e->brush, (PXPaintBrush*)e->pen);
+    EXPECT_EQ(e->pen_style, 8);
+
+    SetPenSize(h, 3.0f);  // 3 + 5
+    EXPECT_EQ(GetSize(h), 8.0f);
+    SetSize(h, 0.0f);
+    SetPenSize(h, -5.0f);  // 0 after the 5 is added: ignored too
+    EXPECT_EQ(GetSize(h), 8.0f);
+    DestroyEngine(h);
+}
+
+TEST_F(Front, PenSetAndBackground) {
+    EXPECT_EQ(PXPenSet(8, 6, buf.data(), 0, 3, 3.0f), nullptr);  // device closed
+    EXPECT_EQ(g_be, nullptr);
+    EXPECT_EQ(buf[0], 0x12345678);
+    EXPECT_EQ(PXClearSign(), 3);
+
+    Open();
+    EXPECT_EQ(PXClearSign(), 3);  // no engine yet
+    // Pen size to pressure scale; other sizes leave the former value.
+    struct { float size, scale; } sizes[] = {{1, 0.4f}, {2, 0.55f}, {3, 0.6f}, {4, 0.7f},
+                                             {5, 0.8f}, {2.5f, 9.0f}, {0, 9.0f}};
+    for (auto& s : sizes) {
+        g_fPenScale = 9.0f;
+        ASSERT_NE(PXPenSet(8, 6, buf.data(), 0, 3, s.size), nullptr);
+        EXPECT_EQ(g_fPenScale, s.scale) << s.size;
+        EXPECT_EQ(GetSize(g_be), s.size + 5.0f);
+    }
+
+    // Ink word 0x00BBGGRR; a fixed fill that neither reads nor sets nBackColor.
+    nBackColor = 0x1F345678;
+    void* stale = g_be;
+    void* h = PXPenSet(8, 6, buf.data(), 0x00112233, 20, 1.0f);
+    EXPECT_NE(h, stale);
+    EXPECT_EQ(h, g_be);
+    const PXPenPigment c = E(h)->fountain_pen->color;
+    EXPECT_TRUE(c.b == 0x11 && c.g == 0x22 && c.r == 0x33 && c.a == 255);
+    EXPECT_TRUE(AllWords(E(h)->display_surface, 0x1FFFFFFFu));
+    EXPECT_EQ(nBackColor, 0x1F345678u);
+    // Clearing uses the former background, not what PXPenSet filled.
+    EXPECT_EQ(PXClearSign(), 0);
+    EXPECT_TRUE(AllWords(E(h)->backing_surface, 0x1F345678u));
+
+    // The caller's alpha is replaced by 0x1F; a handle that is not g_be gives 3.
+    struct { void* handle; unsigned color; int result; uint32_t stored; } bk[] = {
+        {stale, 0xFFFFFF, 3, 0x1F345678}, {nullptr, 0xFFFFFF, 3, 0x1F345678},
+        {h, 0xFFFFFF, 0, 0x1FFFFFFF}, {h, 0xAA123456, 0, 0x1F123456}};
+    for (auto& b : bk) {
+        EXPECT_EQ(PXSetBkColor(b.handle, b.color), b.result) << std::hex << b.color;
+        EXPECT_EQ(nBackColor, b.stored);
+        EXPECT_TRUE(AllWords(E(h)->display_surface, b.stored));
+    }
+    ResetScan(h, std::vector<int>(48, 0).data());
+    EXPECT_EQ(PXClearSign(), 0);
+    EXPECT_TRUE(AllWords(E(h)->display_surface, 0x1F123456u));
+    hDev = nullptr;
+    EXPECT_EQ(PXSetBkColor(h, 0), 3);
+    EXPECT_EQ(PXClearSign(), 3);
+}
+
+// The stroke calls go through only with the current handle; a stroke of one
+// sample leaves the stroke surface clear and ink on the display.
+TEST_F(Front, StrokeForwarding) {
+    Open();
+    std::vector<int> px(16 * 12);
+    void* stale = PXPenSet(16, 12, px.data(), 0, 3, 3.0f);
+    void* h = PXPenSet(16, 12, px.data(), 0, 3, 3.0f);
+    int rect[4] = {-9, -9, -9, -9};
+    for (void* wrong : {stale, (void*)nullptr, (void*)&rect}) {
+        PXBeginStroke(wrong);
+        PXStrokePoint(wrong, rect, 8, 6, 1);
+        PXEndStroke(wrong, rect);
+    }
+    EXPECT_EQ(rect[0], -9);
+    EXPECT_TRUE(AllWords(E(h)->display_surface, 0x1FFFFFFFu));
+
+    PXBeginStroke(h);
+    PXStrokePoint(h, rect, 8, 6, 1);
+    // Size 8 at pressure 1: one dab of radius 4 near (8.0002, 6.0002), the
+    // curve piece ending near 8.0012; the box widens by ceil(4) + 1 = 5 and
+    // is floored: 3, 1, 13, 11. The centre takes 0.6 * 255 = 153 of black.
+    const int want[4] = {3, 1, 13, 11};
+    EXPECT_EQ(std::vector<int>(rect, rect + 4), std::vector<int>(want, want + 4));
+    EXPECT_EQ((uint32_t)px[6 * 16 + 8], 0x99000000u);
+    for (int y = 0; y < 12; ++y)
+        for (int x = 0; x < 16; ++x)
+            if (x < 3 || x >= 13 || y < 1 || y >= 11) {
+                EXPECT_EQ((uint32_t)px[y * 16 + x], 0x1FFFFFFFu) << x << "," << y;
+            }
+    EXPECT_FALSE(E(h)->stroke_surface->IsAllZero());
+    PXEndStroke(h, rect);
+    EXPECT_TRUE(E(h)->stroke_surface->IsAllZero());
+}
+
+// Recorded ink merges only where the display is fully transparent; the
+// backing takes the display elsewhere. Both list forms, odd counts.
+TEST_F(Front, FusionDataToDisplay) {
+    void* h = Initialize(4, 3, buf.data());
+    PXBrushEngine* e = E(h);
+    auto reset = [&] {
+        FillSurface(h, 0x11111111);  // backing marked
+        std::vector<int> scan(12, 0);
+        scan[2] = (int)0x80AABBCC;
+        ResetScan(h, scan.data());  // display clear but for pixel 2
+    };
+    reset();
+    // Index form, 7 integers: three pairs, the lone 7th dropped.
+    int idx[] = {0, (int)0xFF0000FF, 2, (int)0xFF00FF00, 5, 0x00FFFFFF, 3};
+    FusionDataToDisplay(h, idx, 7);
+    struct { int i; uint32_t display, backing; } want[] = {
+        {0, 0xFF0000FF, 0xFF0000FF}, {2, 0x80AABBCC, 0x80AABBCC}, {5, 0, 0}, {3, 0, 0x11111111}, {1, 0, 0x11111111}};
+    for (auto& w : want) {
+        EXPECT_EQ(Word(e->display_surface, w.i), w.display) << w.i;
+        EXPECT_EQ(Word(e->backing_surface, w.i), w.backing) << w.i;
+    }
+    // Out of range in either direction is skipped.
+    reset();
+    int far[] = {12, (int)0xFF000001, -4, (int)0xFF000001};
+    FusionDataToDisplay(h, far, 4);
+    EXPECT_TRUE(AllWords(e->backing_surface, 0x11111111u));
+
+    // Coordinate form, X low and Y high 16 bits; count 9 gives four pairs.
+    for (int style : {3, 10, 11, 21}) {
+        reset();
+        const bool erase = style != 3;
+        int co[] = {-1, style, 1 | 2 << 16, (int)0xFF000001, 4 | 0 << 16, (int)0xFF000002,
+                    0 | 3 << 16, (int)0xFF000003, 2 | 0 << 16, (int)0xFF000004, 3 | 0 << 16, (int)0xFF000005};
+        FusionDataToDisplay(h, co, 9);
+        // (1,2) is index 9; (2,0) is index 2, already inked; (3,0) is past the count.
+        EXPECT_EQ(Word(e->display_surface, 9), erase ? 0xFFFFFFFFu : 0xFF000001u) << style;
+        EXPECT_EQ(Word(e->backing_surface, 9), erase ? 0xFFFFFFFFu : 0xFF000001u);
+        EXPECT_EQ(Word(e->display_surface, 2), erase ? 0xFFFFFFFFu : 0x80AABBCCu);
+        EXPECT_EQ(Word(e->backing_surface, 3), 0x11111111u);
+        EXPECT_EQ(Word(e->display_surface, 3), 0u);
+    }
+    FusionDataToDisplay(h, nullptr, 4);
+    DestroyEngine(h);
+}
+
+}  // namespace
