@@ -14,6 +14,8 @@ PACKAGES=(
   # windows under test: several screens, Chinese glyphs, screenshots
   xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils xvfb xauth
   fonts-wqy-microhei
+  # packaging
+  lintian desktop-file-utils
 )
 
 missing=()
