@@ -10,7 +10,7 @@
 #include <string>
 #include <utility>
 
-#include "fingerprint/fpr_type.h"
+#include "fingerprint/capfingerdlg.h"
 #include "tablet/catalogue.h"
 
 namespace {
@@ -38,7 +38,7 @@ TEST(UdevRule, NamesEveryTabletAndScannerAndNothingElse) {
     std::set<Id> expected;
     for (const DEV_INFO_PX& row : Dev_info_px)
         expected.insert({row.vid, row.pid});
-    for (const FPR_INFO& row : g_pFpr_Info)
+    for (const FprInfo& row : g_pFpr_Info)
         expected.insert({row.vid, row.pid});
     ASSERT_EQ(expected.size(), 19u);
 
