@@ -18,6 +18,8 @@ PACKAGES=(
   fonts-wqy-microhei
   # the demo run with no display: press Open, save a screenshot
   xdotool imagemagick
+  # packaging
+  lintian desktop-file-utils
 )
 
 missing=()
