@@ -8,7 +8,7 @@ bash scripts/install-deps.sh
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build -j "$(nproc)"
 rm -f build/package/slateprobe_*.deb
-(cd build && cpack -G DEB --config CPackConfig.cmake >/dev/null)
+(cd build && cpack -G DEB --config CPackConfig.cmake -B package >/dev/null)
 deb=$(ls build/package/slateprobe_*.deb)
 echo "package: $deb"
 dpkg-deb --info "$deb" | sed -n 's/^ \(Package\|Version\|Architecture\|Depends\|Recommends\|Installed-Size\):/  &/p'

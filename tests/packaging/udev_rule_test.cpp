@@ -26,7 +26,7 @@ std::set<Id> idsOfRule(const char* path, int* uaccess_lines) {
     *uaccess_lines = 0;
     while (std::getline(in, line)) {
         std::smatch m;
-        if (line.find("uaccess") != std::string::npos)
+        if (line.rfind("#", 0) != 0 && line.find("uaccess") != std::string::npos)
             ++*uaccess_lines;
         if (std::regex_search(line, m, match))
             ids.insert({std::stoul(m[1], nullptr, 16), std::stoul(m[2], nullptr, 16)});
