@@ -38,7 +38,12 @@ done
 [ "$(readlink "$root/usr/bin/slateprobe")" = ../lib/slateprobe/slateprobe ] || fail "/usr/bin/slateprobe is no link to the program"
 # Nothing under the scanner vendors' names: a site brings those.
 if find "$root" -name 'ID_Fpr*.so' -o -name 'libAraTrustFinger.so' | grep -q .; then fail "scanner library packaged"; fi
-readelf -d "$root/usr/lib/slateprobe/slateprobe" | grep -q 'R.*PATH.*\$ORIGIN/\./lib/' || fail "run path \$ORIGIN/./lib/ lost on install"
+# Every run path entry is the folder beside the program; a relative one would
+# make the program load whatever lies in the directory it is started from.
+rpath=$(readelf -d "$root/usr/lib/slateprobe/slateprobe" | sed -n 's/.*R.*PATH.*\[\(.*\)\]/\1/p')
+[ -n "$rpath" ] || fail "no run path on the installed program"
+tr ':' '\n' <<<"$rpath" | grep -v '^\$ORIGIN/\./lib/$' | grep -q . && fail "run path other than \$ORIGIN/./lib/: $rpath"
+lintian --fail-on error "$deb" >"$work/lintian.log" 2>&1 || { cat "$work/lintian.log" >&2; fail "lintian errors"; }
 depends=$(dpkg-deb -f "$deb" Depends)
 for d in libqt5widgets5 libusb-1.0-0 libc6; do
   grep -q "$d" <<<"$depends" || fail "Depends lacks $d: $depends"
