@@ -29,7 +29,7 @@ root=$work/root
 
 # 2. Layout.
 for f in usr/lib/slateprobe/slateprobe usr/lib/slateprobe/lib/README lib/udev/rules.d/70-slateprobe.rules \
-         usr/share/applications/slateprobe.desktop usr/share/man/man1/slateprobe.1.gz \
+         usr/share/applications/slateprobe.desktop usr/share/metainfo/slateprobe.metainfo.xml usr/share/man/man1/slateprobe.1.gz \
          usr/share/icons/hicolor/128x128/apps/slateprobe.png usr/share/icons/hicolor/256x256/apps/slateprobe.png \
          usr/share/doc/slateprobe/copyright usr/share/doc/slateprobe/changelog.gz; do
   [ -e "$root/$f" ] || fail "missing /$f"
