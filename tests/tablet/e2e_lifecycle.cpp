@@ -16,6 +16,7 @@
 namespace {
 
 using namespace e2e;
+using emu::Answer;
 using emu::Command;
 
 // Trace texts written since the last call, stamps removed.
@@ -95,6 +96,15 @@ TEST_F(TabletTest, SecondOpenWhileReaderRuns)
     // Both readers watch exit_flag; the close stops and joins both.
     EXPECT_EQ(bounded(dev, [] { return CloseDevice(); }), 0);
     EXPECT_GE(beh->count(Command::Start), 1);
+
+    // A second open that fails closes the handle the running reader reads
+    // (a crash until the reader was stopped first).
+    ASSERT_EQ(bounded(dev, [] { return OpenDevice(); }), 0);
+    beh->plan(Command::Identity, {Answer::Stall});
+    EXPECT_EQ(bounded(dev, [] { return OpenDevice(); }), -10);
+    EXPECT_EQ(hDev, nullptr);
+    EXPECT_EQ(g_uDevinfo_index, -1);
+    EXPECT_FALSE(dev.claimed());
 }
 
 // Unplug, in the middle of a stroke and just before a close. The reader
