@@ -72,6 +72,13 @@ int openTransport()
 
 int failOpen(int code)
 {
+    // An open over a running reader (a second OpenDevice) would close the
+    // handle under it, and its next read then crashed the process: it is
+    // stopped and joined first.
+    if (othersPending()) {
+        exit_flag = 1;
+        joinReaders();
+    }
     hid_close(hDev);
     hDev = nullptr;
     g_uDevinfo_index = -1;
