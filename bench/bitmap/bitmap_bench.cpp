@@ -149,14 +149,19 @@ public:
 std::map<std::string, double> TimePillow()
 {
     std::map<std::string, double> out;
-    FILE* p = popen("python3 " SP_PILLOW_SCRIPT " 1920 1080 640 360 3 2>/dev/null", "r");
-    if (!p)
-        return out;
-    char name[32], mode[16];
-    double ms;
-    while (std::fscanf(p, "%31s %15s %lf", name, mode, &ms) == 3)
-        out[std::string(name) + " " + mode] = ms;
-    pclose(p);
+    // The system's python first: that is where Debian's python3-pil lives.
+    for (const char* python : {"/usr/bin/python3", "python3"}) {
+        FILE* p = popen((std::string(python) + " " SP_PILLOW_SCRIPT " 1920 1080 640 360 3 2>/dev/null").c_str(), "r");
+        if (!p)
+            continue;
+        char name[32], mode[16];
+        double ms;
+        while (std::fscanf(p, "%31s %15s %lf", name, mode, &ms) == 3)
+            out[std::string(name) + " " + mode] = ms;
+        if (pclose(p) == 0 && !out.empty())
+            return out;
+        out.clear();
+    }
     return out;
 }
 
