@@ -251,4 +251,50 @@ TEST(CLHBmp32, NormalMatchesItsLineHelpers)
     }
 }
 
+// The area scaler's own path (reduction planned once per call, divisions
+// as multiplications) against the named vertical passes, which take each
+// rule step by step, on random images, scales, origins and destinations.
+TEST(CLHBmp, BestMatchesItsVerticalPasses)
+{
+    std::mt19937 rng(9);
+    auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    for (int round = 0; round < 300; ++round) {
+        const int w = pick(1, 60), h = pick(1, 20), depth = pick(0, 1) ? 32 : 8, bpp = depth / 8;
+        std::vector<unsigned char> px(size_t(w * bpp * h));
+        for (auto& b : px)
+            b = static_cast<unsigned char>(pick(0, 255));
+        const LHFIX64 sx = LHFIX64::raw(int64_t(pick(1 << 16, 3 << 26)) * (pick(0, 1) ? 1 : -1));
+        const LHFIX64 sy = LHFIX64::raw(int64_t(pick(1 << 16, 3 << 26)) * (pick(0, 1) ? 1 : -1));
+        const _LHPOINT o{pick(-10, 10), pick(-10, 10)};
+        const int dw = pick(1, 80), dh = pick(1, 30);
+        const bool swap = depth == 32 && pick(0, 1);
+        const bool up = sy.v > (1 << 26), down = sy.v < -(1 << 26), neg = !up && !down && sy.v <= 0;
+        std::vector<int> got, want;
+        for (int pass = 0; pass < 2; ++pass) {
+            std::unique_ptr<CLHBmp> d(depth == 8 ? static_cast<CLHBmp*>(new CLHBmp8(dw, dh, dw))
+                                                 : new CLHBmp32(dw, dh, dw * 4));
+            if (depth == 8) {
+                CLHBmp8Ref s(px.data(), w, h, w);
+                if (pass == 0)
+                    s.bmp_scale_best_to(sx, sy, o, d.get());
+                else
+                    (s.*(up ? &CLHBmp8::pro_vert_enlarge_pos : down ? &CLHBmp8::pro_vert_enlarge_neg
+                                : neg ? &CLHBmp8::pro_vert_shrink_neg : &CLHBmp8::pro_vert_shrink_pos))(sx, sy, o, d.get());
+            } else {
+                CLHBmp32Ref s(px.data(), w, h, w * 4);
+                if (pass == 0)
+                    swap ? s.bmp_iscale_best_to(sx, sy, o, d.get()) : s.bmp_scale_best_to(sx, sy, o, d.get());
+                else if (swap)
+                    (s.*(up ? &CLHBmp32::pro_ivert_enlarge_pos : down ? &CLHBmp32::pro_ivert_enlarge_neg
+                                : neg ? &CLHBmp32::pro_ivert_shrink_neg : &CLHBmp32::pro_ivert_shrink_pos))(sx, sy, o, d.get());
+                else
+                    (s.*(up ? &CLHBmp32::pro_vert_enlarge_pos : down ? &CLHBmp32::pro_vert_enlarge_neg
+                                : neg ? &CLHBmp32::pro_vert_shrink_neg : &CLHBmp32::pro_vert_shrink_pos))(sx, sy, o, d.get());
+            }
+            (pass == 0 ? got : want) = Bytes(*d);
+        }
+        ASSERT_EQ(got, want) << "w " << w << " h " << h << " depth " << depth << " sx " << sx.v << " sy " << sy.v;
+    }
+}
+
 } // namespace
