@@ -3,6 +3,8 @@
 // vertical pass combines the lines into output rows. Enlargement takes area
 // shares rather than interpolating pixel centres.
 #include <algorithm>
+#include <memory>
+#include <vector>
 #include <utility>
 
 #include "base/LHHeap.h"
@@ -101,6 +103,82 @@ ScanFn<C> scanFor(const LHFIX64& sx)
     return shrink<C, false>;
 }
 
+// Exact n / k for the k of one call (1 to 4096): a multiply and a shift for
+// numerators below 2^28, where ceil(2^40 / k) errs by less than 1 / k; a
+// plain division above.
+class Divider {
+public:
+    explicit Divider(unsigned int k) : k_(k), m_(k ? ((uint64_t(1) << 40) + k - 1) / k : 0) {}
+    unsigned int operator()(unsigned int n) const
+    {
+        if (!k_)
+            return 0;
+        return n < (1u << 28) ? unsigned((uint64_t(n) * m_) >> 40) : n / k_;
+    }
+
+private:
+    unsigned int k_;
+    uint64_t m_;
+};
+
+// The reduction scan of one call, worked out once: every row closes its
+// outputs at the same source pixels with the same remainders, so a row only
+// sums runs and applies the stored weights. Same values as shrink().
+template <int C, bool Neg>
+class ShrinkPlan {
+public:
+    ShrinkPlan(int srcCount, int dstCount, const LHFIX64& scale)
+        : k_(unsigned((Neg ? int64_t(0 - uint64_t(scale.v)) : scale.v) >> 14)), div_(k_), src_(srcCount), dst_(dstCount)
+    {
+        unsigned int pos = 0;
+        int begin = 0;
+        for (int i = 0; i < srcCount && int(close_.size()) < dstCount; ++i) {
+            pos += k_;
+            if (pos <= 4095)
+                continue;
+            pos -= 4096;
+            begin_.push_back(begin);
+            close_.push_back(i);
+            pos_.push_back(pos);
+            begin = i + 1;
+        }
+    }
+
+    void scan(const unsigned char* src, unsigned int* line) const
+    {
+        unsigned int carry[C] = {};
+        const size_t outs = close_.size();
+        for (size_t o = 0; o < outs; ++o) {
+            unsigned int* cell = line + size_t(Neg ? dst_ - 1 - int(o) : int(o)) * C;
+            const unsigned char* q = src + size_t(close_[o]) * C;
+            const unsigned int pos = pos_[o];
+            for (int c = 0; c < C; ++c) {
+                unsigned int sum = carry[c];
+                for (int i = begin_[o]; i < close_[o]; ++i)
+                    sum += src[size_t(i) * C + c];
+                cell[c] += ((k_ - pos) * q[c] + k_ * sum) >> 12;
+                carry[c] = div_(q[c] * pos);
+            }
+        }
+        const unsigned char* last = src + size_t(src_ - 1) * C;
+        int n = int(outs);
+        if (!Neg || C == 4) {
+            for (; n < dst_; ++n)
+                for (int c = 0; c < C; ++c)
+                    line[size_t(Neg ? dst_ - 1 - n : n) * C + c] += last[c];
+        } else if (n < dst_) {
+            line[0] += last[0];
+        }
+    }
+
+private:
+    unsigned int k_;
+    Divider div_;
+    int src_, dst_;
+    std::vector<int> begin_, close_;
+    std::vector<unsigned int> pos_;
+};
+
 // Clips one axis. A forward axis drops source cells at its start for a clip
 // on the near side and only shortens the destination on the far side, where
 // the scan stops by itself; a mirrored axis drops source cells at its start
@@ -130,7 +208,10 @@ bool clipAxis(int64_t o, int64_t a, int size, int destSize, bool mirrored, int64
 
 enum class VertMode { ShrinkPos, ShrinkNeg, EnlargePos, EnlargeNeg };
 
-template <int C, bool Swap>
+// Fast: the scaler's own path, with the reduction scan planned once per call
+// and divisions by k as multiplications; the named vertical helpers take the
+// plain path. Both give the same bytes.
+template <int C, bool Swap, bool Fast = false>
 void vertPass(const CLHBmp& s, const LHFIX64& sx, const LHFIX64& sy, const _LHPOINT& origin, CLHBmp* dest, VertMode mode)
 {
     if (!dest)
@@ -147,8 +228,22 @@ void vertPass(const CLHBmp& s, const LHFIX64& sx, const LHFIX64& sy, const _LHPO
     std::memset(a, 0, cells * 2 * sizeof(unsigned int));
     unsigned int* const mem = a;
     unsigned int* b = a + cells;
-    const ScanFn<C> scan = scanFor<C>(sx);
+    const ScanFn<C> plain = scanFor<C>(sx);
     const int n = int(cn), dn = int(dw);
+    std::unique_ptr<ShrinkPlan<C, false>> planPos;
+    std::unique_ptr<ShrinkPlan<C, true>> planNeg;
+    if (Fast && plain == shrink<C, false>)
+        planPos.reset(new ShrinkPlan<C, false>(n, dn, sx));
+    else if (Fast && plain == shrink<C, true>)
+        planNeg.reset(new ShrinkPlan<C, true>(n, dn, sx));
+    auto scan = [&](const unsigned char* row, int count, unsigned int* into, int cells, const LHFIX64& scale) {
+        if (planPos)
+            planPos->scan(row, into);
+        else if (planNeg)
+            planNeg->scan(row, into);
+        else
+            plain(row, count, into, cells, scale);
+    };
     auto srcRow = [&](int64_t r) { return rowOf(s, r0 + r) + c0 * C; };
     // Mirrored: output rows go from the bottom row upward.
     auto dstRow = [&](int64_t k) { return rowOf(*dest, mirroredY ? oy + dh - 1 - k : oy + k) + ox * C; };
@@ -162,6 +257,7 @@ void vertPass(const CLHBmp& s, const LHFIX64& sx, const LHFIX64& sy, const _LHPO
     if (mode == VertMode::ShrinkPos || mode == VertMode::ShrinkNeg) {
         const int64_t raw = mode == VertMode::ShrinkPos ? sy.v : int64_t(0 - uint64_t(sy.v));
         const unsigned int k = unsigned(raw >> 14);
+        const Divider div(k);
         unsigned int pos = 0;
         unsigned int* acc = a;
         unsigned int* line = b;
@@ -177,9 +273,9 @@ void vertPass(const CLHBmp& s, const LHFIX64& sx, const LHFIX64& sy, const _LHPO
             for (size_t i = 0; i < cells; i += C) {
                 for (int c = 0; c < C; ++c) {
                     unsigned int& ac = acc[i + c];
-                    ac += k ? part * line[i + c] / k : 0;
+                    ac += Fast ? div(part * line[i + c]) : k ? part * line[i + c] / k : 0;
                     putByte<C, Swap>(d + i, c, (ac * k) >> 12);
-                    ac = k ? over * line[i + c] / k : 0;
+                    ac = Fast ? div(over * line[i + c]) : k ? over * line[i + c] / k : 0;
                     line[i + c] = 0;
                 }
             }
@@ -240,7 +336,7 @@ bool best(const CLHBmp& s, const LHFIX64& sx, const LHFIX64& sy, const _LHPOINT&
         mode = VertMode::EnlargeNeg;
     else if (sy.v <= 0)
         mode = VertMode::ShrinkNeg;
-    vertPass<C, Swap>(s, sx, sy, origin, dest, mode);
+    vertPass<C, Swap, true>(s, sx, sy, origin, dest, mode);
     return true;
 }
 

@@ -2,6 +2,12 @@
 // source column and writes one more pixel, and the rows stop likewise, so an
 // enlargement leaves the destination's last rows and columns unwritten.
 #include <algorithm>
+#include <memory>
+#include <vector>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 #include "LHBmpPixels.h"
 
@@ -112,6 +118,120 @@ void lastLine(const unsigned char* p, unsigned int srcCount, unsigned char* dst,
         putPixel<C, Swap>(dst + size_t(o) * C, p + (Neg ? 0 : size_t(srcCount - 1) * C));
 }
 
+// The walk of a mid line depends only on the run, the line length and the
+// step, so it is taken once per call; each line then blends the two rows
+// once per source column it touches and interpolates from those blends. The
+// values are those of midLine, byte for byte.
+template <int C, bool Swap>
+class MidPlan {
+public:
+    MidPlan(bool neg, unsigned int n, unsigned int dn, unsigned int step) : neg_(neg), n_(n)
+    {
+        uint32_t fx = 0;
+        if (!neg) {
+            uint64_t c = 0;
+            for (unsigned int o = 0; c < n - 1 && o < dn; ++o) {
+                xs_.push_back(uint32_t(c));
+                fxs_.push_back(fx);
+                fx += step;
+                c += fx >> 16;
+                fx &= 0xFFFF;
+            }
+        } else {
+            int64_t c = int64_t(n) - 1;
+            for (unsigned int o = 0; c > 0 && o < dn; ++o) {
+                xs_.push_back(uint32_t(c));
+                fxs_.push_back(fx);
+                fx += step;
+                c -= fx >> 16;
+                fx &= 0xFFFF;
+            }
+        }
+        extra_ = xs_.size() < dn;
+        extraFx_ = fx;
+        lo_ = xs_.empty() ? 0 : neg ? xs_.back() - 1 : 0;
+        hi_ = xs_.empty() ? 0 : neg ? n : xs_.back() + 2;
+        v_.resize(size_t(n) * C);
+    }
+
+    void line(const unsigned char* a, unsigned int stride, unsigned char* dst, uint32_t fy)
+    {
+        const unsigned char* b = a + stride;
+        uint16_t* v = v_.data();
+        // (a * (65536 - fy) + b * fy) >> 8 is at most 65280: 16 bits hold it.
+        size_t i = size_t(lo_) * C;
+        const size_t end = size_t(hi_) * C;
+#ifdef __SSE2__
+        const __m128i zero = _mm_setzero_si128(), f = _mm_set1_epi16(short(fy));
+        for (; i + 8 <= end; i += 8) {
+            const __m128i a16 = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + i)), zero);
+            const __m128i b16 = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(b + i)), zero);
+            const __m128i alo = _mm_mullo_epi16(a16, f), ahi = _mm_mulhi_epu16(a16, f);
+            const __m128i blo = _mm_mullo_epi16(b16, f), bhi = _mm_mulhi_epu16(b16, f);
+            // a << 16 + b * fy - a * fy, exact in 32 bits
+            __m128i t0 = _mm_sub_epi32(_mm_add_epi32(_mm_unpacklo_epi16(zero, a16), _mm_unpacklo_epi16(blo, bhi)),
+                                       _mm_unpacklo_epi16(alo, ahi));
+            __m128i t1 = _mm_sub_epi32(_mm_add_epi32(_mm_unpackhi_epi16(zero, a16), _mm_unpackhi_epi16(blo, bhi)),
+                                       _mm_unpackhi_epi16(alo, ahi));
+            t0 = _mm_srai_epi32(_mm_slli_epi32(t0, 8), 16); // bits 8..23, kept by the signed pack
+            t1 = _mm_srai_epi32(_mm_slli_epi32(t1, 8), 16);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(v + i), _mm_packs_epi32(t0, t1));
+        }
+#endif
+        const uint32_t gy = 65536 - fy;
+        for (; i < end; ++i)
+            v[i] = uint16_t((a[i] * gy + b[i] * fy) >> 8);
+
+        const size_t count = xs_.size();
+        size_t o = 0;
+#ifdef __SSE2__
+        if (C == 4) {
+            // One pixel per step: its blend and its neighbour's are eight
+            // adjacent 16-bit values; (cur << 16) + next * f - cur * f is the
+            // interpolation, exact in 32 bits.
+            for (; o < count; ++o) {
+                const uint16_t* p = v + (size_t(xs_[o]) - (neg_ ? 1 : 0)) * 4;
+                const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+                const __m128i f = _mm_set1_epi16(short(fxs_[o]));
+                const __m128i lo = _mm_mullo_epi16(w, f), hi = _mm_mulhi_epu16(w, f);
+                const __m128i first = _mm_unpacklo_epi16(lo, hi), second = _mm_unpackhi_epi16(lo, hi);
+                const __m128i cur = neg_ ? _mm_unpackhi_epi16(zero, w) : _mm_unpacklo_epi16(zero, w);
+                __m128i r = neg_ ? _mm_sub_epi32(_mm_add_epi32(cur, first), second)
+                                 : _mm_sub_epi32(_mm_add_epi32(cur, second), first);
+                r = _mm_packs_epi32(_mm_srli_epi32(r, 24), zero);
+                if (Swap)
+                    r = _mm_shufflelo_epi16(r, _MM_SHUFFLE(3, 0, 1, 2));
+                const int px = _mm_cvtsi128_si32(_mm_packus_epi16(r, zero));
+                std::memcpy(dst + o * 4, &px, 4);
+            }
+        }
+#endif
+        const ptrdiff_t next = neg_ ? -C : C;
+        for (; o < count; ++o) {
+            const uint16_t* p = v + size_t(xs_[o]) * C;
+            const uint32_t f = fxs_[o], g = 65536 - f;
+            unsigned char* d = dst + o * C;
+            for (int k = 0; k < C; ++k)
+                putByte<C, Swap>(d, k, (uint32_t(p[k]) * g + uint32_t(p[k + next]) * f) >> 24);
+        }
+        if (extra_) {
+            const size_t at = neg_ ? 0 : size_t(n_ - 1) * C;
+            unsigned char* d = dst + count * C;
+            for (int k = 0; k < C; ++k)
+                putByte<C, Swap>(d, k, (b[at + k] * extraFx_ + a[at + k] * (65536 - extraFx_)) >> 16);
+        }
+    }
+
+private:
+    bool neg_;
+    unsigned int n_;
+    std::vector<uint32_t> xs_, fxs_;
+    std::vector<uint16_t> v_;
+    bool extra_;
+    uint32_t extraFx_;
+    uint32_t lo_, hi_;
+};
+
 // One axis clipped on the destination: where it starts and how many
 // destination pixels and source cells it keeps.
 struct Axis {
@@ -189,13 +309,23 @@ struct Normal {
                 std::memmove(dstRow(k), dstRow(k - 1), size_t(dn) * C);
             return true;
         }
-        mid(negX, srcRow(0), n, stride, dstRow(0), dn, stepX, 0);
+        // Lines of one pixel or from one column are plain fills.
+        std::unique_ptr<MidPlan<C, Swap>> plan;
+        if (n > 1 && dn > 1)
+            plan.reset(new MidPlan<C, Swap>(negX, n, dn, stepX));
+        auto midAt = [&](int64_t r, int64_t k, uint32_t fy) {
+            if (plan)
+                plan->line(srcRow(r), stride, dstRow(k), fy);
+            else
+                mid(negX, srcRow(r), n, stride, dstRow(k), dn, stepX, fy);
+        };
+        midAt(0, 0, 0);
         int64_t count = 1;
         uint64_t row = stepY >> 16;
         uint32_t fy = stepY & 0xFFFF;
         const uint64_t lastRow = uint64_t(y.count - 1);
         while (count < y.d && row < lastRow) {
-            mid(negX, srcRow(int64_t(row)), n, stride, dstRow(count++), dn, stepX, fy);
+            midAt(int64_t(row), count++, fy);
             fy += stepY;
             row += fy >> 16;
             fy &= 0xFFFF;

@@ -45,6 +45,13 @@ inline int64_t mulw(int64_t a, int64_t b)
     return int64_t(uint64_t(a) * uint64_t(b));
 }
 
+// u rounded to 1/256 of a pixel; wraps like the machine for the huge
+// coordinates a singular matrix gives.
+inline int64_t roundTo256(LHFIX64 u)
+{
+    return int64_t(uint64_t(mulw(u.v, 256)) + uint64_t(LHFIX64::kHalf)) >> 26;
+}
+
 struct Sample32 {
     const CLHBmp& s;
     CLHBmp* dest;
@@ -55,8 +62,7 @@ struct Sample32 {
     {
         unsigned char* d = rowOf(*dest, j) + size_t(i) * 4;
         const int w = s.width, h = s.height;
-        // u and v rounded to 1/256 of a pixel.
-        const int64_t pu = (mulw(u.v, 256) + LHFIX64::kHalf) >> 26, pv = (mulw(v.v, 256) + LHFIX64::kHalf) >> 26;
+        const int64_t pu = roundTo256(u), pv = roundTo256(v);
         const int64_t ix = pu >> 8, iy = pv >> 8;
         const uint32_t fx = uint32_t(pu & 255), fy = uint32_t(pv & 255), gx = 256 - fx, gy = 256 - fy;
         const Place px = w > 0 && h > 0 ? placeOf(ix, w) : Outside, py = w > 0 && h > 0 ? placeOf(iy, h) : Outside;
