@@ -1,6 +1,9 @@
 // The capture rules through the stand-in scanners: which frame the picture
 // shows, the picture's pixels and place, the calls that end a capture, and
 // closing the dialog in the middle of a frame.
+#include <unistd.h>
+
+#include "../log/private_tmp.h"
 #include "fpr_support.h"
 
 using namespace fprtest;
@@ -78,6 +81,7 @@ TEST(Capture, FrameChosenByQuality)
 TEST(Capture, CloseDuringFrameDoesNotWaitForWorker)
 {
     app();
+    unlink("/tmp/PXSlateProbe.log");
     Scanner scanner("size=40x48;quality=10;delay=3000");
     CapFingerDlg dlg;
     ASSERT_EQ(dlg.StartCapture(0), 1);
@@ -96,4 +100,9 @@ TEST(Capture, CloseDuringFrameDoesNotWaitForWorker)
     ASSERT_TRUE(workerGone(dlg));
     EXPECT_EQ(Fprimg, nullptr);
     EXPECT_EQ(scanner.journal().back(), "LIVESCAN_Close");
+    const std::string trace = logtest::readFile("/tmp/PXSlateProbe.log");
+    const size_t asked = trace.find(" EndCapture\n"), quit = trace.find(" FprThread quit\n");
+    EXPECT_NE(asked, std::string::npos);
+    EXPECT_NE(quit, std::string::npos);
+    EXPECT_LT(asked, quit);
 }
