@@ -6,6 +6,7 @@
 #include <QLibrary>
 #include <QPainter>
 
+#include "drivers.h"
 #include "fingerprint/capfingerdlg.h"
 #include "log/writelog.h"
 #include "ui_capfingerdlg.h"
@@ -35,6 +36,9 @@ CapFingerDlg::~CapFingerDlg()
             lib->unload();
         delete lib;
     }
+    // The entry points die with their libraries; a later dialog must not
+    // find them still set.
+    fprdrv::forgetEntryPoints();
     delete Fprimg;
     Fprimg = nullptr;
     delete ui;

@@ -42,6 +42,9 @@ extern AraRawFn AraCapRawData;
 extern AraErrorInfoFn AraGetErrorInfo;
 extern AraQualityFn AraImgQuality;
 
+// Clears every pointer, once their libraries are unloaded.
+void forgetEntryPoints();
+
 // A pointer left null by a failed resolve is still called by a later
 // attempt, which would end the process; such a call fails instead.
 template <typename Fn, typename... Args>

@@ -30,6 +30,23 @@ AraRawFn AraCapRawData;
 AraErrorInfoFn AraGetErrorInfo;
 AraQualityFn AraImgQuality;
 
+void forgetEntryPoints()
+{
+    pxFprInit = pxFprClose = pxFprGetChalCount = nullptr;
+    pxFprGetImageInfo = nullptr;
+    pxFprBeginCapture = pxFprEndCapture = nullptr;
+    pxFprGetFPBmpData_Red = nullptr;
+    pxFprGetQuality = nullptr;
+    AraInit = AraFree = nullptr;
+    AraOpenDevice = nullptr;
+    AraCloseDevice = nullptr;
+    AraGetDeviceCount = nullptr;
+    AraGetImgInfo = nullptr;
+    AraCapRawData = nullptr;
+    AraGetErrorInfo = nullptr;
+    AraImgQuality = nullptr;
+}
+
 } // namespace fprdrv
 
 using namespace fprdrv;

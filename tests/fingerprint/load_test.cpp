@@ -1,0 +1,159 @@
+// Loading and opening both scanner families: every failure with its result,
+// its box and the calls made, driven by the stand-ins' scripts; then the
+// libraries themselves missing or short of an entry point, swapped in lib/
+// beside this program.
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "../log/private_tmp.h"
+#include "fpr_support.h"
+
+using namespace fprtest;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string kTitle = "指纹采集|";
+
+using Lines = std::vector<std::string>;
+
+// lib/ beside this program holds exactly `files` (new copies, so that no
+// library still mapped from an earlier case is written over). The folder
+// itself stays: the loader remembers a search folder it once found missing.
+void useLibs(const std::vector<std::string> &files)
+{
+    const fs::path lib = fs::read_symlink("/proc/self/exe").parent_path() / "lib";
+    for (const fs::directory_entry &entry : fs::directory_iterator(lib))
+        fs::remove(entry.path());
+    for (const std::string &file : files)
+        fs::copy_file(file, lib / fs::path(file).filename());
+}
+
+const std::string kCap = SP_SCANNER_DIR "/ID_FprCap.so";
+const std::string kQuality = SP_SCANNER_DIR "/ID_Fpr.so";
+const std::string kAra = SP_SCANNER_DIR "/libAraTrustFinger.so";
+const std::string kVariants = SP_SCANNER_VARIANT_DIR;
+
+// Ends a worker the case started, whatever it was doing.
+void stopWorker(CapFingerDlg &dlg)
+{
+    dlg.EndCapture();
+    ASSERT_TRUE(workerGone(dlg));
+}
+
+} // namespace
+
+// Calls and results worked out from the order of the open sequence of each
+// family: which call fails decides the result, the box and what is undone.
+TEST(Load, OpenSequenceFailures)
+{
+    app();
+    useLibs({kCap, kQuality, kAra});
+    const Lines hyOpen{"LIVESCAN_Init", "LIVESCAN_GetChannelCount", "LIVESCAN_GetMaxImageSize 1"};
+    const Lines araOpen{"ARAFPSCAN_GlobalInit", "ARAFPSCAN_GetDeviceCount", "ARAFPSCAN_OpenDevice 0",
+                        "ARAFPSCAN_GetImageInfo device"};
+    struct Case {
+        const char *what;
+        int type;
+        std::string script;
+        int result;
+        std::string box;  // "" for none
+        Lines calls;      // the scanner's journal (its start when the worker runs)
+        int typeAfter;    // m_nFprType afterwards
+    } cases[] = {
+        {"bitmap scanner opens", 0, "", 1, "", hyOpen, 0},
+        {"bitmap init fails", 0, "fail=LIVESCAN_Init", 0, "指纹初始化失败", {"LIVESCAN_Init"}, 0},
+        {"no bitmap channel", 0, "channels=0", 0, "指纹未连接", {"LIVESCAN_Init", "LIVESCAN_GetChannelCount"}, 0},
+        {"bitmap size fails", 0, "fail=LIVESCAN_GetMaxImageSize", -1, "打开指纹失败",
+         {"LIVESCAN_Init", "LIVESCAN_GetChannelCount", "LIVESCAN_GetMaxImageSize 1", "LIVESCAN_Close"}, 0},
+        {"two channels: channel 2", 0, "channels=2", 1, "",
+         {"LIVESCAN_Init", "LIVESCAN_GetChannelCount", "LIVESCAN_GetMaxImageSize 2"}, 0},
+        {"raw scanner opens", 1, "", 1, "", araOpen, 1},
+        {"type 2 opens as type 1", 2, "", 1, "", araOpen, 1},
+        {"raw init fails", 1, "fail=ARAFPSCAN_GlobalInit", 0, "指纹初始化失败", {"ARAFPSCAN_GlobalInit"}, 1},
+        {"raw count fails", 1, "fail=ARAFPSCAN_GetDeviceCount", -1, "",
+         {"ARAFPSCAN_GlobalInit", "ARAFPSCAN_GetDeviceCount", "ARAFPSCAN_GlobalFree"}, 1},
+        {"no raw device", 2, "channels=0", -1, "",
+         {"ARAFPSCAN_GlobalInit", "ARAFPSCAN_GetDeviceCount", "ARAFPSCAN_GlobalFree"}, 2},
+        {"raw open fails", 1, "fail=ARAFPSCAN_OpenDevice", 0, "打开指纹设备失败",
+         {"ARAFPSCAN_GlobalInit", "ARAFPSCAN_GetDeviceCount", "ARAFPSCAN_OpenDevice 0", "ARAFPSCAN_GlobalFree"}, 1},
+        {"raw image info fails, device left open", 2, "fail=ARAFPSCAN_GetImageInfo", 0, "",
+         {"ARAFPSCAN_GlobalInit", "ARAFPSCAN_GetDeviceCount", "ARAFPSCAN_OpenDevice 0",
+          "ARAFPSCAN_GetImageInfo device", "ARAFPSCAN_GlobalFree"}, 1},
+        {"negative type", -1, "", 0, "", {}, -1},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        Scanner scanner("size=40x48;delay=0;" + c.script);
+        CapFingerDlg dlg;
+        int result = 99;
+        const Lines boxes = withBoxes([&] { result = dlg.StartCapture(c.type); });
+        EXPECT_EQ(result, c.result);
+        EXPECT_EQ(boxes, c.box.empty() ? Lines{} : Lines{kTitle + c.box});
+        EXPECT_EQ(dlg.m_nFprType, c.typeAfter);
+        EXPECT_EQ(dlg.m_pThread != nullptr, c.result > 0);
+        if (c.result > 0)
+            stopWorker(dlg);
+        Lines calls = scanner.journal();
+        if (c.result > 0)
+            calls.resize(c.calls.size());
+        EXPECT_EQ(calls, c.calls);
+    }
+}
+
+// Libraries missing or short of an entry point. A failed resolve keeps the
+// library, so a second attempt goes on without testing again; the raw
+// family's quality call is the one entry point not required.
+TEST(Load, MissingLibrariesAndEntryPoints)
+{
+    app();
+    struct Case {
+        const char *what;
+        std::vector<std::string> libs;
+        int type;
+        std::vector<int> results;  // of successive StartCapture calls on one dialog
+        Lines boxes;
+        std::string trace;  // a line expected in the trace file
+    } cases[] = {
+        {"bitmap library missing", {kQuality, kAra}, 0, {0, 0}, {}, "加载ID_FprCap.so失败"},
+        {"bitmap library short of EndCapture", {kVariants + "/no-endcapture/ID_FprCap.so"}, 0, {0, 1},
+         {kTitle + "加载ID_FprCap.so接口函数失败"}, ""},
+        {"raw library missing", {kCap}, 1, {0}, {kTitle + "加载libAraTrustFinger.so失败"}, ""},
+        {"raw library short of GetErrorInfo", {kVariants + "/no-errorinfo/libAraTrustFinger.so"}, 1, {0, 1},
+         {kTitle + "加载libAraTrustFinger.so失败"}, ""},
+        {"raw library without ImgQuality", {kVariants + "/no-imgquality/libAraTrustFinger.so"}, 2, {1}, {}, ""},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        useLibs(c.libs);
+        unlink("/tmp/PXSlateProbe.log");
+        Scanner scanner("size=40x48;delay=5");
+        CapFingerDlg dlg;
+        std::vector<int> results;
+        const Lines boxes = withBoxes([&] {
+            for (size_t i = 0; i < c.results.size(); ++i)
+                results.push_back(dlg.StartCapture(c.type));
+        });
+        EXPECT_EQ(results, c.results);
+        EXPECT_EQ(boxes, c.boxes);
+        if (!c.trace.empty()) {
+            EXPECT_NE(logtest::readFile("/tmp/PXSlateProbe.log").find(c.trace + "\n"), std::string::npos);
+        }
+        if (dlg.m_pThread != nullptr)
+            stopWorker(dlg);
+    }
+}
+
+// Without the quality library the very first frame is the picture.
+TEST(Load, NoQualityLibraryTakesFirstFrame)
+{
+    app();
+    useLibs({kCap});
+    Scanner scanner("size=40x48;delay=0");
+    CapFingerDlg dlg;
+    ASSERT_EQ(dlg.StartCapture(0), 1);
+    ASSERT_TRUE(workerGone(dlg));
+    EXPECT_EQ(scanner.count("LIVESCAN_GetFPBmpData_Red"), 1);
+    EXPECT_EQ(shownFrame(false, 1), 0);
+}
