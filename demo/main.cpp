@@ -14,6 +14,7 @@
 #include <iostream>
 #include <string>
 
+#include "emulator/scanners.h"
 #include "emulator/tablet_protocol.h"
 #include "models.h"
 #include "signer.h"
@@ -158,7 +159,7 @@ int main(int argc, char **argv)
         emu::Testbed bed;
         auto behaviour = std::make_shared<emu::TabletBehaviour>(tablet.pid);
         emu::Device &pad = bed.add(emu::DeviceSpec::tabletPid(tablet.pid), behaviour);
-        bed.add(emu::DeviceSpec::other(0x2309, 0x0606, 0, 0));
+        bed.add(emu::scannerSpec(0));  // its library is the stand-in in lib/ beside the program
         say(std::string("virtual ") + tablet.model + " (" + hex4(tablet.pid) + ", " +
             (tablet.isPad ? "signature pad" : "display tablet") + ") and a stand-in fingerprint scanner; press Open");
 

@@ -27,8 +27,8 @@ inline QApplication &app()
 }
 
 // Presses Ok on every modal box that shows up while it lives and keeps its
-// text. A dialog that is not a box is closed with reject(). Gives up on a box
-// after ten seconds so that nothing can hang a test.
+// text. A dialog that is not a box is closed with reject() once `ready` says
+// so, or after ten seconds, so that nothing can hang a test.
 class ModalWatcher
 {
 public:
@@ -43,9 +43,10 @@ public:
                 texts.append(box->text());
                 QTest::mouseClick(box->button(QMessageBox::Ok), Qt::LeftButton);
             } else if (auto *dialog = qobject_cast<QDialog *>(w)) {
+                if (ready && !ready(dialog) && ++waited_ < 1000)
+                    return;
+                waited_ = 0;
                 dialogs.append(dialog->objectName());
-                if (onDialog)
-                    onDialog(dialog);
                 dialog->reject();
             }
         });
@@ -53,10 +54,12 @@ public:
     }
     QStringList texts;
     QStringList dialogs;
-    std::function<void(QDialog *)> onDialog;  // looks at a dialog before it goes
+    // A dialog stays until this holds (ten seconds at most).
+    std::function<bool(QDialog *)> ready;
 
 private:
     QTimer timer_;
+    int waited_ = 0;
 };
 
 // Friend of the windows: reads what the tests need.
