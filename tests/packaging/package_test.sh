@@ -11,10 +11,19 @@ build=$2
 
 if [ -z "${SP_PRIVATE_TMP:-}" ]; then
   export SP_PRIVATE_TMP=1
+  # A fresh tmpfs on /tmp; a source or build tree that lives under /tmp is
+  # bound back at its own path through a handle on the old /tmp.
+  keep=$(for p in "$src" "$build"; do
+           p=$(realpath "$p"); case $p in /tmp/*) p=${p#/tmp/}; echo "${p%%/*}" ;; esac
+         done | sort -u | tr '\n' ' ')
+  setup='exec 9</tmp && mount -t tmpfs tmpfs /tmp &&
+         for k in $SP_KEEP; do mkdir "/tmp/$k" && mount -c --rbind "/proc/self/fd/9/$k" "/tmp/$k" || exit 1; done &&
+         exec 9<&- && exec bash "$0" "$@"'
+  export SP_KEEP=$keep
   if [ "$(id -u)" -eq 0 ]; then
-    exec unshare -m --propagation private bash -c 'mount -t tmpfs tmpfs /tmp && exec bash "$0" "$@"' "$0" "$@"
+    exec unshare -m --propagation private bash -c "$setup" "$0" "$@"
   fi
-  exec unshare -rm --propagation private bash -c 'mount -t tmpfs tmpfs /tmp && exec bash "$0" "$@"' "$0" "$@"
+  exec unshare -rm --propagation private bash -c "$setup" "$0" "$@"
 fi
 
 work=$(mktemp -d /tmp/package-test.XXXXXX)
