@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "brush/PXAirbrush.h"
+#include "brush/PXDryMedia.h"
 #include "brush/PXInkPens.h"
 #include "brush/PXPen.h"
 #include "pen/PXPenEngine.h"
@@ -83,6 +84,7 @@ TEST_F(Front, StylesColourAndSize) {
         {2, e->felt_pen}, {3, e->pen}, {5, e->digital_airbrush}, {6, e->graffiti_airbrush},
         {7, e->fine_spray_airbrush}, {10, e->hard_erase}, {11, e->soft_erase}, {15, e->new_mark_pen},
         {20, e->fountain_pen}, {21, e->correct_pen}, {22, e->re_fountain_pen},
+        {1, e->pencil}, {4, e->old_crayon}, {16, e->dry_media},
         {0, e->felt_pen}, {13, e->felt_pen}, {25, e->felt_pen}, {-1, e->felt_pen}, {3, e->pen},
     };
     for (auto& r : rows) {
