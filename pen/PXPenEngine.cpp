@@ -8,6 +8,7 @@
 #include "brush/PXAirbrush.h"
 #include "brush/PXDryMedia.h"
 #include "brush/PXInkPens.h"
+#include "brush/PXPaintBaseJitterAngle.h"
 #include "brush/PXPaintBrush.h"
 #include "brush/PXPen.h"
 #include "brush/PXTipFunction.h"
@@ -65,7 +66,7 @@ void Abandon(const void* block) {
 
 }  // namespace
 
-// Rows in the order they are built. The bristle, smudge, blur, sharpen and
+// Rows in the order they are built. The smudge, blur, sharpen and
 // pattern rows have no brush class yet: their
 // members stay null, and selecting their styles is the caller's risk.
 void PXBrushEngine::InitBrush(int w, int h) {
@@ -111,6 +112,12 @@ void PXBrushEngine::InitBrush(int w, int h) {
     new_mark_pen = new PXNewMarkPen(s, new PXFlatTipFunction());
     Apply(new_mark_pen, {24.0f, 1.0f, 0.5f, 0.0f, 0.12f, 0.0f, false, 0.0f, 1.0f}, w, h);
 
+    // Jitter on with every amount 0: each dab runs the jitter for nothing and
+    // is drawn unturned. The image comes with SetBristlDabImage.
+    bristle_brush = new PXBristleBrush(s, new PXDullAntiAliasingTipFunction());
+    Apply(bristle_brush, {52.0f, 0.05f, 1.0f, 1.0f, 0.2f, 0.0f, true, 2.0f, 1.0f}, w, h);
+    bristle_brush->use_jitter = true;
+
     old_crayon = new PXOldCrayon(s, new PXLinearTipFunction());
     Apply(old_crayon, {15.0f, 0.5f, 0.58f, 0.3f, 0.2f, 0.0f, true, 2.0f, 1.0f}, w, h);
     old_crayon->grain = 0.6f;
@@ -147,9 +154,10 @@ PXPaintBrush* PXBrushEngine::BrushOfStyle(int style) const {
     case 1: return pencil;
     case 4: return old_crayon;
     case 16: return dry_media;
-    // Styles whose brush class is not built yet: bristle, smudge, blur,
-    // sharpen and the two pattern brushes.
-    case 12: case 17: case 18: case 19: case 23: case 24:
+    // Styles whose brush class is not built yet: smudge, blur, sharpen and
+    // the two pattern brushes.
+    case 12: return bristle_brush;
+    case 17: case 18: case 19: case 23: case 24:
         return nullptr;
     default: return felt_pen;  // 0, 13 and every number outside 1..24
     }
@@ -165,7 +173,7 @@ PXBrushEngine::~PXBrushEngine() {
     Release(pen);
     Release(soft_erase);
     Release(dry_media);
-    bristle_brush = nullptr;  // not built yet
+    Release(bristle_brush);
     smudge_brush = nullptr;   // not built yet
     Release(new_mark_pen);
     Release(fountain_pen);
