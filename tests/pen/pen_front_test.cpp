@@ -129,6 +129,7 @@ TEST_F(Front, BristleDabImage) {
     // Size 52 at full pressure covers the 8 x 6 area with mask 255.
     EXPECT_GT(b->DrawLine({4, 3, 1, 0, 0}, {4, 3, 1, 0, 0}, 0.0f), 0.0f);
     EXPECT_GT(b->new_pixels, 0);
+    DestroyEngine(h);
 }
 
 TEST_F(Front, PenSetAndBackground) {
