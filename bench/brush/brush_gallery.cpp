@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "bench_input.h"
+#include "bristle_dab.h"
 #include "pen/PX_PEN_API.h"
 
 namespace {
@@ -32,6 +33,10 @@ const Style kStyles[] = {
     {21, "PXCorrectPen", true},
     {10, "PXHardErase", true},
     {11, "PXSoftErase", true},
+    {1, "PXPencil", false},
+    {4, "PXOldCrayon", false},
+    {16, "PXDryMedia", false},
+    {12, "PXBristleBrush", false},
 };
 
 struct Sample {
@@ -85,6 +90,10 @@ QImage Panel(const Style& st, const std::vector<Sample>& sig) {
         Stroke(h, band);
     }
     SetPenStyle(h, st.number);
+    // The image must outlive the brush's use of it.
+    static std::vector<int> dab = BristleDab(24);
+    if (st.number == 12)
+        SetBristlDabImage(h, 24, 24, dab.data());
     Stroke(h, sig);
     QImage img = OverWhite(pixels, kPanelW, kPanelH);
     DestroyEngine(h);

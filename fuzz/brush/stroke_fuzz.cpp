@@ -14,7 +14,7 @@
 
 namespace {
 
-const int kStyles[] = {2, 3, 5, 6, 7, 10, 11, 15, 20, 21, 22, 0, 13, 99, -4};
+const int kStyles[] = {2, 3, 5, 6, 7, 10, 11, 15, 20, 21, 22, 0, 13, 99, -4, 1, 4, 16, 12};
 
 // Extremes that the 16-bit codes above 0xF000 pick: negative, zero and
 // subnormal, on and past the edges, and large but finite values that keep

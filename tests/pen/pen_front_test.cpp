@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "brush/PXAirbrush.h"
+#include "brush/PXDryMedia.h"
 #include "brush/PXInkPens.h"
+#include "brush/PXPaintBaseJitterAngle.h"
 #include "brush/PXPen.h"
 #include "pen/PXPenEngine.h"
 #include "pen/PX_PEN_API.h"
@@ -83,6 +85,7 @@ TEST_F(Front, StylesColourAndSize) {
         {2, e->felt_pen}, {3, e->pen}, {5, e->digital_airbrush}, {6, e->graffiti_airbrush},
         {7, e->fine_spray_airbrush}, {10, e->hard_erase}, {11, e->soft_erase}, {15, e->new_mark_pen},
         {20, e->fountain_pen}, {21, e->correct_pen}, {22, e->re_fountain_pen},
+        {1, e->pencil}, {4, e->old_crayon}, {16, e->dry_media}, {12, e->bristle_brush},
         {0, e->felt_pen}, {13, e->felt_pen}, {25, e->felt_pen}, {-1, e->felt_pen}, {3, e->pen},
     };
     for (auto& r : rows) {
@@ -102,6 +105,30 @@ TEST_F(Front, StylesColourAndSize) {
     SetSize(h, 0.0f);
     SetPenSize(h, -5.0f);  // 0 after the 5 is added: ignored too
     EXPECT_EQ(GetSize(h), 8.0f);
+    DestroyEngine(h);
+}
+
+// The bristle brush: nothing before an image (carry 0 from DrawLine), then
+// each image replaces the last; diagonals by hand: sqrt(2^2 + 2^2), 3-4-5.
+TEST_F(Front, BristleDabImage) {
+    void* h = Initialize(8, 6, buf.data());
+    PXBristleBrush* b = E(h)->bristle_brush;
+    ASSERT_NE(b, nullptr);
+    EXPECT_TRUE(b->use_jitter);
+    EXPECT_EQ(b->DrawLine({1, 1, 1, 0, 0}, {5, 4, 1, 0, 0}, 0.0f), 0.0f);
+    EXPECT_TRUE(AllWords(E(h)->stroke_surface, 0));
+    std::vector<int> first(4, 0xFF), second(12, 0xFF);
+    SetBristlDabImage(nullptr, 2, 2, first.data());  // ignored
+    SetBristlDabImage(h, 2, 2, first.data());
+    EXPECT_EQ(b->dab_image->pixels, reinterpret_cast<PXPixel*>(first.data()));
+    EXPECT_NEAR(b->dab_diagonal, 2.828427f, 1e-5);
+    SetBristlDabImage(h, 3, 4, second.data());
+    EXPECT_EQ(b->dab_image->pixels, reinterpret_cast<PXPixel*>(second.data()));
+    EXPECT_EQ(b->dab_image->stride, 3);
+    EXPECT_FLOAT_EQ(b->dab_diagonal, 5.0f);
+    // Size 52 at full pressure covers the 8 x 6 area with mask 255.
+    EXPECT_GT(b->DrawLine({4, 3, 1, 0, 0}, {4, 3, 1, 0, 0}, 0.0f), 0.0f);
+    EXPECT_GT(b->new_pixels, 0);
     DestroyEngine(h);
 }
 

@@ -60,6 +60,10 @@ void ResetScan(void *handle, int *scan);
 // Merges recorded ink into the display and backing where the display is
 // still fully transparent. Two list forms, see the README of pen/.
 void FusionDataToDisplay(void *handle, int *data, int count);
+// Hands the bristle brush a dab image of width * height words, rows width
+// apart. The pixels stay the caller's and must outlive the brush's use; the
+// wrapper made over them is never released, also when a later call replaces it.
+void SetBristlDabImage(void *handle, int width, int height, int *pixels);
 
 void *API_Initialize(int width, int height, int *pixels);
 void API_SetColor(void *handle, unsigned char b, unsigned char g, unsigned char r, unsigned char a);
