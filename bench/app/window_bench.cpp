@@ -8,8 +8,10 @@
 #include <QPushButton>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "emulator/emulator.h"
+#include "emulator/tablet_protocol.h"
 #include "mainwindow.h"
 
 namespace {
@@ -20,7 +22,9 @@ struct Session {
     MainWindow *window;
     Session()
     {
-        bed.add(emu::DeviceSpec::tabletPid(0x8420));  // KV-C1, 6144 x 8192
+        // KV-C1, 6144 x 8192, answering the tablet protocol (Open waits for the
+        // pad's acknowledgement of sign mode).
+        bed.add(emu::DeviceSpec::tabletPid(0x8420), std::make_shared<emu::TabletBehaviour>(0x8420));
         static int argc = 1;
         static char name[] = "app_window_bench";
         static char *argv[] = {name, nullptr};
