@@ -1,34 +1,241 @@
 // The round dab of the base brush: the large dab weighted by the tip, and the
 // hard four-sample dab for radii below 2.0.
-#include "brush/PXPaintBrush.h"
+//
+// The five tip classes of this library are run inline (picked by exact type,
+// so a tip of any other class still goes through its virtual GetWeight), and
+// the flat tip skips work it can prove: rows and columns its outer ring
+// cannot reach, and the run of full-weight pixels in its core. Every pixel
+// still gets the value the per-pixel rule gives.
+#include <cmath>
+#include <cstring>
+#include <typeinfo>
 
 #include "PXDabParts.h"
+#include "PXTipWeights.h"
+#include "brush/PXPaintBrush.h"
+
+namespace {
+
+// The ink kept in locals while a dab runs: pixel writes are byte writes and
+// would otherwise make the compiler reload the brush's fields every pixel.
+struct Ink {
+    uint32_t word;  // color as a pixel word; alpha is the top byte
+    int cap;        // color.a
+    int fresh = 0;  // pixels found empty
+
+    explicit Ink(const PXPaintBrush& b) : cap(b.color.a) { std::memcpy(&word, &b.color, 4); }
+
+    // Alpha accumulation: a first touch takes the colour and the dab's own
+    // strength (low eight bits) above the cap; an overlap is the integer
+    // "over" of the two coverages, capped.
+    void Accumulate(PXPixel& px, int a) {
+        if (px.a == 0) {
+            const uint32_t w = (word & 0x00FFFFFFu) | ((uint32_t)(a & 255) << 24);
+            std::memcpy(&px, &w, 4);
+            fresh++;
+            return;
+        }
+        const int A = px.a;
+        int n = (A + a - ((A * (a + 1)) >> 8)) & 255;
+        if (n > cap)
+            n = cap;
+        px.a = (uint8_t)n;
+    }
+
+    // The same for a run of pixels of one strength, without a branch per
+    // pixel: the first-touch word and the overlap word are both formed and
+    // one is picked, which keeps dabs over a half-inked area fast.
+    void AccumulateRun(PXPixel* px, int n, int a) {
+        const uint32_t first = (word & 0x00FFFFFFu) | ((uint32_t)(a & 255) << 24);
+        const uint32_t a1 = (uint32_t)a + 1u;
+        const uint32_t ceiling = (uint32_t)cap;
+        int fresh_here = 0;
+        for (int i = 0; i < n; ++i) {
+            uint32_t v;
+            std::memcpy(&v, px + i, 4);
+            const uint32_t A = v >> 24;
+            uint32_t m = (A + (uint32_t)a - ((A * a1) >> 8)) & 255u;
+            m = m > ceiling ? ceiling : m;
+            const uint32_t over = (v & 0x00FFFFFFu) | (m << 24);
+            const uint32_t out = A != 0 ? over : first;
+            fresh_here += A == 0;
+            std::memcpy(px + i, &out, 4);
+        }
+        fresh += fresh_here;
+    }
+
+    // The small dab's solid pixel.
+    void Solid(PXPixel& px) {
+        if (px.a == 0) {
+            const uint32_t w = word | 0xFF000000u;
+            std::memcpy(&px, &w, 4);
+            fresh++;
+        } else {
+            px.a = (uint8_t)(cap < 255 ? cap : 255);
+        }
+    }
+};
+
+// Column bound from a double, held within [lo, hi]: floor or ceiling, then
+// the clamp (the clamp first keeps the conversion in range, and saves the
+// library call that floor and ceil are on the baseline instruction set).
+inline int FloorClamp(double v, int lo, int hi) {
+    if (!(v > (double)lo))
+        return lo;
+    if (v > (double)hi)
+        return hi;
+    const int i = (int)v;
+    return (double)i > v ? i - 1 : i;
+}
+
+inline int CeilClamp(double v, int lo, int hi) {
+    if (!(v > (double)lo))
+        return lo;
+    if (v > (double)hi)
+        return hi;
+    const int i = (int)v;
+    return (double)i < v ? i + 1 : i;
+}
+
+// Columns whose points at offset `off` in the pixel can lie within distance
+// h of x, with two pixels of margin for rounding, clipped to [left, right).
+inline void Span(float x, float off, double h, int left, int right, int& lo, int& hi) {
+    lo = FloorClamp((double)x - off - h - 2.0, left, right);
+    hi = CeilClamp((double)x - off + h + 3.0, left, right);
+}
+
+struct VirtualTip {
+    PXTipFunction* t;
+    float operator()(float r, double d) const { return t->GetWeight(r, d); }
+};
+
+template <float (*F)(float, double)>
+struct InlineTip {
+    float operator()(float r, double d) const { return F(r, d); }
+};
+
+template <class W>
+void LargeDab(PXPaintBrush& b, W weight, float x, float y, float r, double S, int left, int top, int right,
+              int bottom) {
+    Ink ink(b);
+    PXSurface* s = b.surface;
+    for (int row = top; row < bottom; ++row) {
+        PXPixel* line = s->pixels + (size_t)row * s->stride;
+        const float dy = (float)row + 0.5f - y;
+        const float dy2 = dy * dy;
+        for (int col = left; col < right; ++col) {
+            const float dx = (float)col + 0.5f - x;
+            const int a = (int)((double)weight(r, (double)(dx * dx + dy2)) * S);
+            if (a > 0)
+                ink.Accumulate(line[col], a);
+        }
+    }
+    b.new_pixels += ink.fresh;
+}
+
+// The flat tip: weight 1 where d <= r * r, a ring out to (r + 1)^2, 0 beyond,
+// all comparisons on the float d. Along a row d first falls and then rises
+// (every rounding step is monotone), so both zones are runs of columns.
+void LargeFlatDab(PXPaintBrush& b, float x, float y, float r, double S, int left, int top, int right, int bottom) {
+    Ink ink(b);
+    PXSurface* s = b.surface;
+    const float rr = r * r;
+    const float q = r + 1.0f;
+    const float qq = q * q;
+    const int full = (int)((double)1.0f * S);
+    auto dist = [x](int col, float dy2) {
+        const float dx = (float)col + 0.5f - x;
+        return dx * dx + dy2;
+    };
+    auto ring = [&](PXPixel* line, int from, int to, float dy2) {
+        for (int col = from; col < to; ++col) {
+            const int a = (int)((double)pxtip::Flat(r, (double)dist(col, dy2)) * S);
+            if (a > 0)
+                ink.Accumulate(line[col], a);
+        }
+    };
+    for (int row = top; row < bottom; ++row) {
+        const float dy = (float)row + 0.5f - y;
+        const float dy2 = dy * dy;
+        if (!(dy2 < qq))
+            continue;  // d >= dy2 everywhere on this row: all weights 0
+        PXPixel* line = s->pixels + (size_t)row * s->stride;
+        int lo, hi;
+        Span(x, 0.5f, std::sqrt((double)qq - dy2), left, right, lo, hi);
+        // Each row of a wide surface is a page of its own: ask for the next
+        // row's part while this one is worked.
+        if (row + 1 < bottom)
+            for (int col = lo; col < hi; col += 16)
+                __builtin_prefetch(line + s->stride + col, 1);
+        int in_lo = hi, in_hi = hi;
+        if (rr > dy2) {
+            // The core shrunk by a pixel, then proven: d at both ends within
+            // rr means d within rr on every column between.
+            const double h = std::sqrt((double)rr - dy2);
+            const int a0 = CeilClamp((double)x - 0.5 - h + 1.0, lo, hi);
+            const int a1 = FloorClamp((double)x - 0.5 + h, lo, hi);
+            if (a0 < a1 && dist(a0, dy2) <= rr && dist(a1 - 1, dy2) <= rr) {
+                in_lo = a0;
+                in_hi = a1;
+            }
+        }
+        ring(line, lo, in_lo, dy2);
+        if (full > 0 && in_hi > in_lo)
+            ink.AccumulateRun(line + in_lo, in_hi - in_lo, full);
+        ring(line, in_hi, hi, dy2);
+    }
+    b.new_pixels += ink.fresh;
+}
+
+// Four samples a pixel at .25 and .75, summed in the order (.25, .25),
+// (.25, .75), (.75, .25), (.75, .75); solid above half coverage. With the flat
+// tip, rows and columns whose samples all lie past the ring sum to 0 and are
+// left out.
+template <class W>
+void SmallDabLoop(PXPaintBrush& b, W weight, bool flat, float x, float y, float r, int left, int top, int right,
+                  int bottom) {
+    Ink ink(b);
+    PXSurface* s = b.surface;
+    const float q = r + 1.0f;
+    const float qq = q * q;
+    for (int row = top; row < bottom; ++row) {
+        const float dy0 = (float)row + 0.25f - y, dy1 = (float)row + 0.75f - y;
+        const float e0 = dy0 * dy0, e1 = dy1 * dy1;
+        int lo = left, hi = right;
+        if (flat) {
+            const float e = e0 < e1 ? e0 : e1;
+            if (!(e < qq))
+                continue;
+            Span(x, 0.5f, std::sqrt((double)qq - e) + 0.25, left, right, lo, hi);
+        }
+        PXPixel* line = s->pixels + (size_t)row * s->stride;
+        for (int col = lo; col < hi; ++col) {
+            const float dx0 = (float)col + 0.25f - x, dx1 = (float)col + 0.75f - x;
+            const float f0 = dx0 * dx0, f1 = dx1 * dx1;
+            float sum = weight(r, (double)(f0 + e0));
+            sum += weight(r, (double)(f0 + e1));
+            sum += weight(r, (double)(f1 + e0));
+            sum += weight(r, (double)(f1 + e1));
+            if (sum * 255.0 * 0.25 <= 127.5)
+                continue;
+            ink.Solid(line[col]);
+        }
+    }
+    b.new_pixels += ink.fresh;
+}
+
+}  // namespace
 
 namespace pxdab {
 
 void SmallDab(PXPaintBrush& b, float x, float y, float r, int left, int top, int right, int bottom) {
-    PXSurface* s = b.surface;
-    for (int row = top; row < bottom; ++row) {
-        PXPixel* line = s->pixels + (size_t)row * s->stride;
-        const float dy0 = (float)row + 0.25f - y, dy1 = (float)row + 0.75f - y;
-        for (int col = left; col < right; ++col) {
-            const float dx0 = (float)col + 0.25f - x, dx1 = (float)col + 0.75f - x;
-            float sum = b.tip->GetWeight(r, (double)(dx0 * dx0 + dy0 * dy0));
-            sum += b.tip->GetWeight(r, (double)(dx0 * dx0 + dy1 * dy1));
-            sum += b.tip->GetWeight(r, (double)(dx1 * dx1 + dy0 * dy0));
-            sum += b.tip->GetWeight(r, (double)(dx1 * dx1 + dy1 * dy1));
-            if (sum * 255.0 * 0.25 <= 127.5)
-                continue;
-            PXPixel& px = line[col];
-            if (px.a == 0) {
-                px = *reinterpret_cast<const PXPixel*>(&b.color);
-                px.a = 255;
-                b.new_pixels++;
-            } else {
-                px.a = b.color.a < 255 ? b.color.a : 255;
-            }
-        }
-    }
+    const std::type_info& t = typeid(*b.tip);
+    if (t == typeid(PXFlatTipFunction))
+        SmallDabLoop(b, InlineTip<pxtip::Flat>(), true, x, y, r, left, top, right, bottom);
+    else if (t == typeid(PXDullAntiAliasingTipFunction))
+        SmallDabLoop(b, InlineTip<pxtip::DullAA>(), false, x, y, r, left, top, right, bottom);
+    else
+        SmallDabLoop(b, VirtualTip{b.tip}, false, x, y, r, left, top, right, bottom);
 }
 
 }  // namespace pxdab
@@ -50,17 +257,18 @@ float PXPaintBrush::ApplyDab(float x, float y, float pressure) {
         return r;
     }
     const double S = (double)((min_opacity * q + pressure) * opacity) * 255.0;
-    for (int row = top; row < bottom; ++row) {
-        PXPixel* line = surface->pixels + (size_t)row * surface->stride;
-        const float dy = (float)row + 0.5f - y;
-        const float dy2 = dy * dy;
-        for (int col = left; col < right; ++col) {
-            const float dx = (float)col + 0.5f - x;
-            const float w = tip->GetWeight(r, (double)(dx * dx + dy2));
-            const int a = (int)((double)w * S);
-            if (a > 0)
-                pxdab::Accumulate(*this, line[col], a);
-        }
-    }
+    const std::type_info& t = typeid(*tip);
+    if (t == typeid(PXFlatTipFunction))
+        LargeFlatDab(*this, x, y, r, S, left, top, right, bottom);
+    else if (t == typeid(PXDullAntiAliasingTipFunction))
+        LargeDab(*this, InlineTip<pxtip::DullAA>(), x, y, r, S, left, top, right, bottom);
+    else if (t == typeid(PXDullTipFunction))
+        LargeDab(*this, InlineTip<pxtip::Dull>(), x, y, r, S, left, top, right, bottom);
+    else if (t == typeid(PXLinearTipFunction))
+        LargeDab(*this, InlineTip<pxtip::Linear>(), x, y, r, S, left, top, right, bottom);
+    else if (t == typeid(PXLinearTipFunction2))
+        LargeDab(*this, InlineTip<pxtip::Linear2>(), x, y, r, S, left, top, right, bottom);
+    else
+        LargeDab(*this, VirtualTip{tip}, x, y, r, S, left, top, right, bottom);
     return r;
 }

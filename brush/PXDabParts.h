@@ -18,14 +18,26 @@ inline int EdgeInt(float v) {
     return (int)v;
 }
 
+// floor and ceiling to int, saturating like EdgeInt; inline, where the
+// library's floorf and ceilf are calls on the baseline instruction set.
+inline int FloorInt(float v) {
+    const int i = EdgeInt(v);
+    return (float)i > v ? i - 1 : i;
+}
+
+inline int CeilInt(float v) {
+    const int i = EdgeInt(v);
+    return (float)i < v ? i + 1 : i;
+}
+
 // Box of a round dab, right and bottom exclusive. Returns false when the dab
 // lies wholly up or left of the surface; left and top are raised to 0, right
 // and bottom are left for the caller to lower after the jitter.
 inline bool Box(float x, float y, float r, int& left, int& top, int& right, int& bottom) {
-    top = EdgeInt(std::floor(y - r)) - 1;
-    left = EdgeInt(std::floor(x - r)) - 1;
-    bottom = EdgeInt(std::ceil(y + r)) + 1;
-    right = EdgeInt(std::ceil(x + r)) + 1;
+    top = FloorInt(y - r) - 1;
+    left = FloorInt(x - r) - 1;
+    bottom = CeilInt(y + r) + 1;
+    right = CeilInt(x + r) + 1;
     if (right < 0 || bottom < 0)
         return false;
     if (left < 0)
