@@ -1,0 +1,207 @@
+// The stroke core: from samples to dabs. Positions are worked by hand from the
+// smoothing rules: for samples that coincide, every smoothed point lies
+// 0.05 / 6 beyond them, the control points 0.05 / 36, the first step's start
+// 0.05 / 216 = 0.000231 and its end 0.05 / 36 * 5 / 6 = 0.001157.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "brush/PXPen.h"
+
+namespace {
+
+constexpr float kTapShift = 0.05f / 216.0f;
+
+// Records the dabs DrawLine asks for and answers with a fixed radius.
+struct Recorder : PXPen {
+    std::vector<PenPoint> dabs;
+    float radius = 1.5f;
+    Recorder(PXSurface* s, float size) : PXPen(s, new PXFlatTipFunction()) {
+        this->size = size;
+        spacing = 0.12f;
+        min_spacing = 1.0f;
+        opacity = 0.6f;
+        min_opacity = 1.0f;
+    }
+    float ApplyDab(float x, float y, float p) override {
+        dabs.push_back({x, y, p, 0.0f, 0.0f});
+        return radius;
+    }
+};
+
+bool Zero(const PXRectangle* r) { return r->left == 0 && r->top == 0 && r->right == 0 && r->bottom == 0; }
+
+// A tap draws one dab in its first call and EndStroke adds none (the carry
+// of the first dab outruns the last piece). Afterwards nothing draws until
+// BeginStroke, and a second EndStroke reports an empty rectangle.
+TEST(Stroke, TapAndEndedState) {
+    PXSurface s(32, 32);
+    Recorder b(&s, 3.0f);
+    EXPECT_TRUE(Zero(b.EndStroke()));  // fresh: nothing, and the state stays
+    EXPECT_EQ(b.point_count, 0);
+    b.BeginStroke();
+    b.StrokePoint(10.5f, 20.5f, 0.5f);
+    b.EndStroke();
+    ASSERT_EQ(b.dabs.size(), 1u);
+    EXPECT_NEAR(b.dabs[0].x, 10.5f + kTapShift, 2e-6);
+    EXPECT_NEAR(b.dabs[0].y, 20.5f + kTapShift, 2e-6);
+    EXPECT_NEAR(b.dabs[0].pressure, 0.5f + kTapShift, 2e-6);
+    EXPECT_EQ(b.point_count, -1);
+    EXPECT_TRUE(Zero(b.StrokePoint(12.0f, 12.0f, 1.0f)));
+    EXPECT_TRUE(Zero(b.EndStroke()));
+    EXPECT_EQ(b.dabs.size(), 1u);
+    b.BeginStroke();
+    b.StrokePoint(12.0f, 12.0f, 1.0f);
+    EXPECT_EQ(b.dabs.size(), 2u);
+}
+
+// dirty of a tap: m = ceil(size / 2 * (jitter + 1)) + 1 around the first
+// step, floored, clipped to the surface.
+TEST(Stroke, DirtyOfATap) {
+    struct Row { float size, jitter, x, y; PXRectangle want; } rows[] = {
+        {3, 0, 10.5f, 20.5f, {7, 17, 13, 23}},   // m = 3
+        {3, 1, 10.5f, 20.5f, {6, 16, 14, 24}},   // m = 4
+        {8, 0, 10.7f, 20.5f, {5, 15, 15, 25}},   // m = 5
+        {3, 0, 1.0f, 1.0f, {0, 0, 4, 4}},
+        {3, 0, 31.5f, 31.5f, {28, 28, 32, 32}},
+    };
+    for (const Row& r : rows) {
+        PXSurface s(32, 32);
+        Recorder b(&s, r.size);
+        b.jitter = r.jitter;
+        b.BeginStroke();
+        const PXRectangle d = *b.StrokePoint(r.x, r.y, 1.0f);
+        EXPECT_EQ(d.left, r.want.left) << r.size << " " << r.x;
+        EXPECT_EQ(d.top, r.want.top) << r.size << " " << r.x;
+        EXPECT_EQ(d.right, r.want.right) << r.size << " " << r.x;
+        EXPECT_EQ(d.bottom, r.want.bottom) << r.size << " " << r.x;
+    }
+}
+
+// Second sample of a stroke, x 10 then 16 (y 10): worked by hand, the piece
+// runs from 10.001157 to 10.8625 with its middle near 10.109, too short for a
+// step of its own (n = 0) and shorter than the carry 0.99869 that the tap's
+// dab left, so no dab; the carry drops to 0.13735.
+TEST(Stroke, SecondSampleCarriesOver) {
+    PXSurface s(32, 32);
+    Recorder b(&s, 3.0f);
+    b.BeginStroke();
+    b.StrokePoint(10.0f, 10.0f, 1.0f);
+    const PXRectangle d = *b.StrokePoint(16.0f, 10.0f, 1.0f);
+    EXPECT_EQ(b.dabs.size(), 1u);
+    EXPECT_NEAR(b.carry, 0.13735f, 2e-4);
+    EXPECT_EQ(d.left, 7);
+    EXPECT_EQ(d.top, 7);
+    EXPECT_EQ(d.right, 13);
+    EXPECT_EQ(d.bottom, 13);
+}
+
+// A sample with any coordinate negative costs nothing: zero dirty, same
+// count, no dab, and the stroke goes on as if it had not come.
+TEST(Stroke, NegativeSampleIsDropped) {
+    const float bad[][3] = {{-1, 5, 0.5f}, {5, -0.001f, 0.5f}, {5, 5, -0.5f}};
+    PXSurface s(64, 64);
+    Recorder plain(&s, 3.0f);
+    plain.BeginStroke();
+    for (int i = 0; i < 6; ++i)
+        plain.StrokePoint(10.0f + 7.0f * i, 10.0f + 3.0f * i, 0.2f + 0.1f * i);
+    for (const auto& v : bad) {
+        Recorder b(&s, 3.0f);
+        b.BeginStroke();
+        for (int i = 0; i < 6; ++i) {
+            if (i == 3) {
+                EXPECT_TRUE(Zero(b.StrokePoint(v[0], v[1], v[2])));
+                EXPECT_EQ(b.point_count, 6);
+            }
+            b.StrokePoint(10.0f + 7.0f * i, 10.0f + 3.0f * i, 0.2f + 0.1f * i);
+        }
+        ASSERT_EQ(b.dabs.size(), plain.dabs.size()) << v[0];
+        for (size_t k = 0; k < b.dabs.size(); ++k)
+            EXPECT_TRUE(b.dabs[k].x == plain.dabs[k].x && b.dabs[k].y == plain.dabs[k].y) << k;
+    }
+}
+
+// A straight stroke at full pressure, samples every h = 2 pixels from 10.5 to
+// 50.5: the curve starts at 10.5 + 0.000231 and ends 67h/216 = 0.62 short of
+// the last sample (the lag of the smoothing), so it is 39.38 long. The carry
+// makes the spacing continuous across steps: dabs every max(2r * 0.12,
+// min_spacing), floor(39.38 / step) + 1 of them.
+TEST(Stroke, SpacingAlongAStraightStroke) {
+    struct Row { float radius, min_spacing, step; size_t count; } rows[] = {
+        {1.5f, 1.0f, 1.0f, 40}, {10.0f, 0.0f, 2.4f, 17}, {10.0f, 3.0f, 3.0f, 14},
+    };
+    for (const Row& r : rows) {
+        PXSurface s(64, 64);
+        Recorder b(&s, 3.0f);
+        b.radius = r.radius;
+        b.min_spacing = r.min_spacing;
+        b.BeginStroke();
+        for (int i = 0; i <= 20; ++i)
+            b.StrokePoint(10.5f + 2.0f * i, 10.5f, 1.0f);
+        b.EndStroke();
+        ASSERT_EQ(b.dabs.size(), r.count) << r.step;
+        EXPECT_NEAR(b.dabs[0].x, 10.5f + kTapShift, 1e-5);
+        for (size_t k = 1; k < b.dabs.size(); ++k) {
+            EXPECT_NEAR(b.dabs[k].x - b.dabs[k - 1].x, r.step, 1e-3) << r.step << " " << k;
+            EXPECT_NEAR(b.dabs[k].y, 10.5f, 2e-3);
+            EXPECT_EQ(b.dabs[k].pressure, 1.0f);  // clamped after the smoothing's lift
+        }
+    }
+    // The same stroke through the pen's real dab at pressure 0 (r = 0.5, one
+    // pixel a dab): the dabs show up as row 10, columns 10 to 49.
+    PXSurface s(64, 64);
+    PXPen pen(&s, new PXFlatTipFunction());
+    pen.size = 3.0f;
+    pen.spacing = 0.12f;
+    pen.min_spacing = 1.0f;
+    pen.BeginStroke();
+    for (int i = 0; i <= 20; ++i)
+        pen.StrokePoint(10.5f + 2.0f * i, 10.5f, 0.0f);
+    pen.EndStroke();
+    for (int y = 0; y < 64; ++y)
+        for (int x = 0; x < 64; ++x)
+            EXPECT_EQ(s.pixels[y * 64 + x].a, (y == 10 && x >= 10 && x <= 49) ? 255 : 0) << x << "," << y;
+}
+
+// Every display pixel a sample changes lies inside the rectangle it returns,
+// on a curved stroke of changing pressure. The box is floored while a dab
+// reaches half a pixel further: a tap at x = 10.7 with r = 4 inks column 15
+// (centre 4.8 from the dab: (5 - 4.8) / 2 * 255 = 25) on the stroke surface,
+// but dirty ends at 15, so the display keeps it as it was.
+TEST(Stroke, DisplayChangesStayInsideDirty) {
+    PXSurface stroke(64, 64), display(64, 64);
+    display.Fill(PXPixel(200, 200, 200, 255));
+    PXPen pen(&stroke, new PXFlatTipFunction());
+    pen.size = 8.0f;
+    pen.opacity = 1.0f;
+    pen.min_opacity = 0.3f;
+    pen.spacing = 0.12f;
+    pen.min_spacing = 1.0f;
+    pen.BeginStroke();
+    for (int i = 0; i < 40; ++i) {
+        const float a = 0.3f * i;
+        const PXSurface before(display);
+        const PXRectangle d = *pen.StrokePoint(32 + 20 * std::cos(a), 32 + 12 * std::sin(1.7f * a), 0.5f + 0.5f * std::sin(a));
+        pen.blend_out(&display, &stroke);
+        for (int y = 0; y < 64; ++y)
+            for (int x = 0; x < 64; ++x)
+                if (memcmp(&before.pixels[y * 64 + x], &display.pixels[y * 64 + x], 4) != 0) {
+                    ASSERT_TRUE(x >= d.left && x < d.right && y >= d.top && y < d.bottom) << i << ": " << x << "," << y;
+                }
+    }
+
+    PXSurface s2(32, 32), d2(32, 32);
+    PXPen tap(&s2, new PXFlatTipFunction());
+    tap.size = 8.0f;
+    tap.opacity = 1.0f;
+    tap.min_spacing = 1.0f;
+    tap.BeginStroke();
+    EXPECT_EQ(tap.StrokePoint(10.7f, 10.5f, 1.0f)->right, 15);
+    tap.blend_out(&d2, &s2);
+    EXPECT_EQ(s2.pixels[10 * 32 + 15].a, 25);
+    EXPECT_EQ(d2.pixels[10 * 32 + 15].a, 0);
+    EXPECT_EQ(d2.pixels[10 * 32 + 14].a, s2.pixels[10 * 32 + 14].a);
+}
+
+}  // namespace
