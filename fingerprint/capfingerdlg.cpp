@@ -29,6 +29,14 @@ CapFingerDlg::CapFingerDlg(QWidget *parent) : QDialog(parent), m_pParent(parent)
 CapFingerDlg::~CapFingerDlg()
 {
     EndCapture();
+    // The worker may still be inside a scanner call of the libraries that are
+    // unloaded below, and its queued clean-up dies with this dialog: give it
+    // the time of a frame or two to end, then free it (a thread still running
+    // is left alone, since deleting it would end the process).
+    if (m_pThread != nullptr && m_pThread->wait(2000)) {
+        delete m_pThread;
+        m_pThread = nullptr;
+    }
     for (QLibrary *lib : {m_pCapLib, m_pQualityLib, m_pAraLib}) {
         if (lib == nullptr)
             continue;
