@@ -71,6 +71,7 @@ TEST(Ucs, Compares)
         {L"Hello", L"hELLO", 'H' - 'h', 0, 0, 0}, {L"\x10000", L"A", 0x10000 - 'A', 0x10000 - 'A', 1, 0x10000 - 'A'},
         {L"a", L"C", 'a' - 'C', 'a' - 'C', -4, 0}, // the folded compare answers unfolded
         {L"[", L"{", '[' - '{', '[' - '{', 1, '[' - '{'}, // 32 apart but not letters
+        {L"Zz", L"zZ", 'Z' - 'z', 0, 2, 'Z' - 'z'}, // the last letters of both ranges fold too
     };
     for (auto [a, b, cmp, cmpi, n, ncmp] : cases)
         EXPECT_EQ(std::make_tuple(ucs_cmp(a, b), ucs_cmpi(a, b), ucs_ncmp(a, b, n)), std::make_tuple(cmp, cmpi, ncmp))
@@ -89,7 +90,7 @@ TEST(Ucs, CopiesSearchesParses)
     EXPECT_EQ(std::wstring(buf), L"qycd");
     for (auto [s, c, at] : {std::tuple<const wchar_t *, wchar_t, int>{L"abca", L'c', 2}, {L"abca", L'\0', -1}, {L"", L'a', -1}})
         EXPECT_EQ(ucs_find(s, c), at) << s;
-    for (auto [s, v] : {std::pair<const wchar_t *, int>{L"-12", -12}, {L"+12", 0}, {L"7a", 7}, {L"", 0}, {L"-", 0}})
+    for (auto [s, v] : {std::pair<const wchar_t *, int>{L"-12", -12}, {L"90", 90}, {L"+12", 0}, {L"7a", 7}, {L"", 0}, {L"-", 0}})
         EXPECT_EQ(ucs_to_i32(s), v) << s;
     for (auto [s, ok] : {std::pair<const wchar_t *, bool>{L"a b-c_(1).txt", true}, {L"a?b", false}, {L"dir\\x", false}})
         EXPECT_EQ(ucs_valid_filename(s), ok) << s;

@@ -17,6 +17,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 namespace logtest {
 
@@ -72,6 +73,18 @@ inline std::string readFile(const char *path)
 {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// Texts of the trace lines written since the last call, 18-byte stamps
+// removed; the trace starts afresh.
+inline std::vector<std::string> takeTrace()
+{
+    std::ifstream in("/tmp/PXSlateProbe.log");
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line.size() >= 18 ? line.substr(18) : line);
+    unlink("/tmp/PXSlateProbe.log");
+    return lines;
 }
 
 } // namespace logtest

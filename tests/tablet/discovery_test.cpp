@@ -13,16 +13,6 @@
 
 namespace {
 
-// Trace texts written since the test began, 18-byte stamps removed.
-std::vector<std::string> traceTexts()
-{
-    std::ifstream in("/tmp/PXSlateProbe.log");
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line.substr(18));
-    return lines;
-}
-
 class Discovery : public Bus {
 protected:
     void SetUp() override
@@ -107,7 +97,7 @@ TEST_F(Discovery, TraceLines)
         "GetDeviceStatus:手与设备没有连接到电脑", "FindTavrelTablet_Pid: 8826",
         "FindTavrelTablet_Pid: hid_enumerate fail", "!!!!!!!!!![GetDeviceStatus]", "FindTavrelTablet_Pid: 0",
     };
-    EXPECT_EQ(traceTexts(), want);
+    EXPECT_EQ(logtest::takeTrace(), want);
 }
 
 // "1.4" with its NUL and no more of version, the row from manufacturer to
@@ -145,7 +135,7 @@ TEST_F(Discovery, DeviceInfo)
     EXPECT_EQ((unsigned char)info.version[0], 0xCC);
     std::vector<std::string> want = {"@@@@@@@@@[GetDeviceInfo] 14", "@@@@@@@@@[GetDeviceInfo] 14",
                                      "@@@@@@@@@[GetDeviceInfo]", "@@@@@@@@@[GetDeviceInfo] -1"};
-    EXPECT_EQ(traceTexts(), want);
+    EXPECT_EQ(logtest::takeTrace(), want);
 }
 
 // Both tables by hand from the code list; unlisted codes read "其它" and

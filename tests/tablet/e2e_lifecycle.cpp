@@ -19,17 +19,6 @@ using namespace e2e;
 using emu::Answer;
 using emu::Command;
 
-// Trace texts written since the last call, stamps removed.
-std::vector<std::string> takeTrace()
-{
-    std::ifstream in("/tmp/PXSlateProbe.log");
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line.size() >= 18 ? line.substr(18) : line);
-    unlink("/tmp/PXSlateProbe.log");
-    return lines;
-}
-
 // Address space of the process, KiB.
 long vmSizeKiB()
 {
@@ -141,7 +130,7 @@ TEST_F(TabletTest, UnplugAndCloseAfterIt)
                 dev.waitPacedDone();
                 ASSERT_TRUE(recorder().waitTouches(15));
             }
-            takeTrace();
+            logtest::takeTrace();
             dev.unplug();
             const bool waited = round % 2 == 0;
             if (waited) {
@@ -157,7 +146,7 @@ TEST_F(TabletTest, UnplugAndCloseAfterIt)
             // The reader's two lines come together and before the close's,
             // or not at all when the close stopped the reader first; only
             // then does a pad get (and fail) its start-mode command.
-            std::vector<std::string> trace = takeTrace();
+            std::vector<std::string> trace = logtest::takeTrace();
             ASSERT_FALSE(trace.empty());
             EXPECT_EQ(r, trace.front() != readerLines[0] && isPad ? -10 : 0);
             trace.erase(std::remove_if(trace.begin(), trace.end(),
