@@ -216,7 +216,7 @@ TEST_F(Window, FingerprintButton)
         };
         probe->fingerprint();
         EXPECT_TRUE(boxes.texts.isEmpty()) << boxes.texts.join("|").toStdString();
-        EXPECT_EQ(beh->count(Command::Fingerprint), 1);
+        EXPECT_GE(beh->count(Command::Fingerprint), 1);
         if (scanner) {
             EXPECT_EQ(boxes.dialogs, QStringList{"CapFingerDlg"});
             EXPECT_EQ(startsWhileShown, 0);  // the picture came in fingerprint mode
