@@ -13,9 +13,7 @@
 #include "brush/PXPen.h"
 #include "brush/PXTipFunction.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
+#include "PXAbandon.h"
 
 namespace {
 
@@ -51,17 +49,6 @@ void Release(T*& p) {
         delete p;
         p = nullptr;
     }
-}
-
-// Blocks the engine leaves behind on purpose; the leak checker is told so,
-// for these and nothing else. Whatever they own stays reachable from them.
-void Abandon(const void* block) {
-#if defined(__SANITIZE_ADDRESS__)
-    if (block)
-        __lsan_ignore_object(block);
-#else
-    (void)block;
-#endif
 }
 
 }  // namespace
@@ -187,7 +174,7 @@ PXBrushEngine::~PXBrushEngine() {
     Release(stroke_surface);
     // The crayon and the two convolution brushes were never released by this
     // engine, nor their scratch surfaces; the leak is kept.
-    Abandon(old_crayon);
-    Abandon(blur_brush);
-    Abandon(sharpen_brush);
+    PXAbandon(old_crayon);
+    PXAbandon(blur_brush);
+    PXAbandon(sharpen_brush);
 }

@@ -10,9 +10,7 @@
 #include "pen/PXPenEngine.h"
 #include "pen/PX_PEN_API.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
+#include "PXAbandon.h"
 
 namespace {
 
@@ -167,9 +165,7 @@ void SetBristlDabImage(void* handle, int width, int height, int* pixels) {
     PXSurface* image = new PXSurface(width, height, width, reinterpret_cast<PXPixel*>(pixels), true);
     // The wrapper is left behind when replaced and at the engine's end; the
     // leak checker is told so about exactly this block.
-#if defined(__SANITIZE_ADDRESS__)
-    __lsan_ignore_object(image);
-#endif
+    PXAbandon(image);
     PXBristleBrush* b = e->bristle_brush;
     b->dab_image = image;
     // The height is squared as an integer, the rest in float.
