@@ -204,4 +204,47 @@ TEST(Stroke, DisplayChangesStayInsideDirty) {
     EXPECT_EQ(d2.pixels[10 * 32 + 14].a, s2.pixels[10 * 32 + 14].a);
 }
 
+// The three-point form between the mid-points a = (20, 10) and b = (30, 20)
+// of (10, 10), (30, 10), (30, 30), worked by hand: n = trunc(0.2 * (10 + 10)
+// + 0.5) = 4 steps on x = 30 - 10 (1 - t)^2, y = 10 + 10 t^2, pressure
+// 0.4 + 0.4 t; the polyline through t = 0, 1/4, 1/2, 3/4, 1 is 16.1275 long,
+// so dabs one pixel apart along it: 17 of them, carry 17 - 16.1275 left.
+// dirty: m = 3 around the hull of a, b and the middle sample, truncated.
+TEST(Stroke, ThreePointPiece) {
+    const float vx[] = {20, 24.375f, 27.5f, 29.375f, 30}, vy[] = {10, 10.625f, 12.5f, 15.625f, 20};
+    PXSurface s(64, 64);
+    Recorder b(&s, 3.0f);
+    b.BeginStroke();
+    b.InterpolateStroke({10, 10, 0.2f, 0, 0}, {30, 10, 0.6f, 0, 0}, {30, 30, 1.0f, 0, 0});
+    EXPECT_EQ(b.dirty.left, 17);
+    EXPECT_EQ(b.dirty.top, 7);
+    EXPECT_EQ(b.dirty.right, 33);
+    EXPECT_EQ(b.dirty.bottom, 23);
+    ASSERT_EQ(b.dabs.size(), 17u);
+    EXPECT_NEAR(b.carry, 17.0f - 16.12752f, 1e-3);
+    double walked = 0;  // arc length at the start of polyline step j
+    int j = 0;
+    for (size_t k = 0; k < b.dabs.size(); ++k) {
+        double len = std::hypot(vx[j + 1] - vx[j], vy[j + 1] - vy[j]);
+        while (walked + len < (double)k) {
+            walked += len;
+            ++j;
+            len = std::hypot(vx[j + 1] - vx[j], vy[j + 1] - vy[j]);
+        }
+        const double u = ((double)k - walked) / len;
+        EXPECT_NEAR(b.dabs[k].x, vx[j] + u * (vx[j + 1] - vx[j]), 1e-3) << k;
+        EXPECT_NEAR(b.dabs[k].y, vy[j] + u * (vy[j + 1] - vy[j]), 1e-3) << k;
+        EXPECT_NEAR(b.dabs[k].pressure, 0.4 + 0.4 * (j + u) / 4.0, 1e-4) << k;
+    }
+    // Three coinciding points: no step at all, one dab on a, carry the spacing.
+    Recorder tap(&s, 3.0f);
+    tap.BeginStroke();
+    tap.InterpolateStroke({5, 6, 0.5f, 0, 0}, {5, 6, 0.5f, 0, 0}, {5, 6, 0.5f, 0, 0});
+    ASSERT_EQ(tap.dabs.size(), 1u);
+    EXPECT_EQ(tap.dabs[0].x, 5.0f);
+    EXPECT_EQ(tap.carry, 1.0f);
+    EXPECT_EQ(tap.dirty.left, 2);
+    EXPECT_EQ(tap.dirty.bottom, 9);
+}
+
 }  // namespace

@@ -236,6 +236,13 @@ TEST_F(Front, PenSetAndBackground) {
     ResetScan(h, std::vector<int>(48, 0).data());
     EXPECT_EQ(PXClearSign(), 0);
     EXPECT_TRUE(AllWords(E(h)->display_surface, 0x1F123456u));
+    // A refused size still replaces the engine (the former one is destroyed,
+    // which the leak checker watches) and still sets the scale: null back.
+    g_fPenScale = 9.0f;
+    EXPECT_EQ(PXPenSet(0, 6, buf.data(), 0, 3, 4.0f), nullptr);
+    EXPECT_EQ(g_be, nullptr);
+    EXPECT_EQ(g_fPenScale, 0.7f);
+    EXPECT_EQ(PXClearSign(), 3);
     hDev = nullptr;
     EXPECT_EQ(PXSetBkColor(h, 0), 3);
     EXPECT_EQ(PXClearSign(), 3);
