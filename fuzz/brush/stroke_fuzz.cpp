@@ -4,7 +4,9 @@
 // its exact size so a write past any surface is caught.
 //
 // Input: style byte, width byte, height byte, then 7-byte records:
-// op, x (2 bytes), y (2 bytes), pressure (2 bytes).
+// op, x (2 bytes), y (2 bytes), pressure (2 bytes). The op (mod 16) picks
+// EndStroke, BeginStroke, SetSize, SetPenStyle, a bristle dab image, a piece
+// of recorded ink, or else a sample.
 #include <cfloat>
 #include <cstddef>
 #include <cstdint>
@@ -37,11 +39,20 @@ float Pressure(uint16_t c) {
     return (float)c / 0xF000 * 1.5f - 0.25f;
 }
 
+// A dab image with a ramp of alpha, enough for the largest image size above.
+int g_dab[144];
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 3)
         return 0;
+    static const bool ramp = [] {
+        for (int i = 0; i < 144; ++i)
+            g_dab[i] = (int)((uint32_t)(i * 37 % 256) << 24 | 0x203040u);
+        return true;
+    }();
+    (void)ramp;
     const int style = kStyles[data[0] % (sizeof kStyles / sizeof kStyles[0])];
     const int w = 1 + data[1] % 48, h = 1 + data[2] % 48;
     int* pixels = (int*)std::malloc(sizeof(int) * w * h);
@@ -68,6 +79,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         case 3:
             SetPenStyle(e, kStyles[cx % (sizeof kStyles / sizeof kStyles[0])]);
             break;
+        case 14:
+            // The bristle brush draws only with a dab image; any size up to
+            // the buffer, which outlives the engine.
+            SetBristlDabImage(e, 1 + cx % 12, 1 + cy % 12, g_dab);
+            break;
+        case 15: {
+            // Recorded ink in either list form, indices and coordinates
+            // anywhere, odd counts included.
+            const int xy = (int)(cx | (uint32_t)cy << 16), yx = (int)(cy | (uint32_t)cx << 16);
+            int rec[] = {(cp & 1) ? -1 : xy, cp >> 1, xy, (int)(cp * 0x01010101u), yx, -1, cx % 8, (int)0xFF000000u};
+            // Either form reads at most eight integers for a count up to 6.
+            FusionDataToDisplay(e, rec, 1 + cp % 6);
+            break;
+        }
         default:
             StrokePoint(e, rect, Coord(cx, (float)w), Coord(cy, (float)h), Pressure(cp));
             break;
