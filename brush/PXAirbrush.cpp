@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "PXDabParts.h"
+#include "PXFixed.h"
 
 namespace pxdab {
 
@@ -32,11 +33,14 @@ void SoftDisc(PXPaintBrush& b, float x, float y, float r, float S,
         for (int col = lo; col < hi; ++col) {
             const float dx = (float)col + 0.5f - x;
             const float d = dx * dx + dy2;
+            // A pressure far above 1 (the stroke front end does not clamp
+            // it) can give a strength past the int range; the conversion then
+            // yields INT_MIN, as the processor's does, and the pixel is skipped.
             int a;
             if (inner > d)
-                a = (int)(S255 * std::sqrt(1.0 - (double)(d / rr)) * 255.0);
+                a = pxfix::Trunc(S255 * std::sqrt(1.0 - (double)(d / rr)) * 255.0);
             else if (outer > d)
-                a = (int)((rOuter - std::sqrt((double)d)) * S255 * 51.0);
+                a = pxfix::Trunc((rOuter - std::sqrt((double)d)) * S255 * 51.0);
             else
                 continue;
             if (a <= 0)

@@ -68,6 +68,18 @@ TEST(SoftDisc, OverlapAccumulatesUpToInkAlpha) {
     }
 }
 
+// The stroke front end does not clamp pressure. At p = 1e18 the graffiti disc
+// covers everything, but S * 255 = 0.6e18 * 255 is past the int range: the
+// conversion gives INT_MIN, as the processor's does, and no pixel is inked.
+TEST(SoftDisc, StrengthPastIntRangeInksNothing) {
+    PXSurface s(16, 16);
+    PXGraffitiAirbrush b(&s, new PXFlatTipFunction());
+    Preset(b, 32.0f, 0.0f, 1.0f, 0.4f);
+    EXPECT_GT(b.ApplyDab(8.0f, 8.0f, 1e18f), 1e30f);
+    EXPECT_TRUE(s.IsAllZero());
+    EXPECT_EQ(b.new_pixels, 0);
+}
+
 // Fountain pen: half the pressure reaches the nib, so even pressure 1 stays
 // below size / 2 = 1.5: D = (q + (1 - q) * 0.1) * 3 with q = p / 2.
 TEST(FountainPen, NeverReachesFullSize) {
