@@ -19,8 +19,9 @@ namespace {
 const int kStyles[] = {2, 3, 5, 6, 7, 10, 11, 15, 20, 21, 22, 0, 13, 99, -4, 1, 4, 16, 12};
 
 // Extremes that the 16-bit codes above 0xF000 pick: negative, zero and
-// subnormal, on and past the edges, and large but finite values that keep
-// every intermediate finite (no NaN reaches the pipeline).
+// subnormal, on and past the edges, and large but finite values (no NaN or
+// infinity among the samples; positions stay small enough for the dab walk
+// to advance by its spacing).
 float Special(unsigned k, float side) {
     const float v[] = {-1e5f, -1.0f, -0.0f, 0.0f, 1e-40f, FLT_MIN, 0.5f, 1.0f,
                        side,  side + 0.5f, side - 0.5f, 2.0f * side, 1e3f, 1e4f, 1e5f, 65535.99f};
@@ -33,9 +34,15 @@ float Coord(uint16_t c, float side) {
     return (float)c / 0xF000 * side * 1.5f - side * 0.25f;
 }
 
+// Pressures far above 1 reach the soft dabs unclamped; 1e18 gives a dab
+// strength past the int range while its square times any size stays finite.
 float Pressure(uint16_t c) {
-    if ((c & 0xF000) == 0xF000)
-        return Special(c, 1.0f) > 1e3f ? (float)(c & 3) * 3000.0f + 1.5f : Special(c, 1.0f);
+    if ((c & 0xF000) == 0xF000) {
+        const float v = Special(c, 1.0f);
+        if (v <= 1e3f)
+            return v;
+        return (c & 3) == 3 ? 1e18f : (float)(c & 3) * 3000.0f + 1.5f;
+    }
     return (float)c / 0xF000 * 1.5f - 0.25f;
 }
 
