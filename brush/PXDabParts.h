@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstdint>
 
 #include "brush/PXPaintBrush.h"
 
@@ -63,8 +64,11 @@ inline void Accumulate(PXPaintBrush& b, PXPixel& px, int a) {
         b.new_pixels++;
         return;
     }
-    int A = px.a;
-    int n = (A + a - ((A * (a + 1)) >> 8)) & 255;
+    // Wide arithmetic: a pressure far above 1 gives a strength whose product
+    // with A leaves 32 bits. The low eight bits are what wrapping 32-bit
+    // arithmetic gives too.
+    const int64_t A = px.a;
+    int n = (int)((A + a - ((A * ((int64_t)a + 1)) >> 8)) & 255);
     if (n > b.color.a)
         n = b.color.a;
     px.a = (uint8_t)n;

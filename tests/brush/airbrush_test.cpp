@@ -54,17 +54,20 @@ TEST(SoftDisc, HandWorkedAlphas) {
 
 // A second graffiti dab on the same spot accumulates: 178 + 178 - (178 * 179 >> 8) = 232;
 // with color.a 200 the overlap stops at the ceiling, the first touch did not.
+// At pressure 1e7 (unclamped) S = 6000000 in float, a = 1530000000 = 0x5B31F280:
+// first touch 0x80 = 128, then (128 + a - (128 * (a + 1) >> 8)) & 255 = 192.
 TEST(SoftDisc, OverlapAccumulatesUpToInkAlpha) {
-    struct Row { uint8_t ink_a; int first, second; } rows[] = {{255, 178, 232}, {200, 178, 200}};
+    struct Row { uint8_t ink_a; float pressure; int first, second; } rows[] = {
+        {255, 0.5f, 178, 232}, {200, 0.5f, 178, 200}, {255, 1e7f, 128, 192}};
     for (const Row& r : rows) {
         PXSurface s(24, 24);
         PXGraffitiAirbrush b(&s, new PXFlatTipFunction());
         Preset(b, 32.0f, 0.0f, 1.0f, 0.4f);
         b.color.a = r.ink_a;
-        b.ApplyDab(10.5f, 10.5f, 0.5f);
-        EXPECT_EQ(Alpha(s, 10, 10), r.first);
-        b.ApplyDab(10.5f, 10.5f, 0.5f);
-        EXPECT_EQ(Alpha(s, 10, 10), r.second);
+        b.ApplyDab(10.5f, 10.5f, r.pressure);
+        EXPECT_EQ(Alpha(s, 10, 10), r.first) << r.pressure;
+        b.ApplyDab(10.5f, 10.5f, r.pressure);
+        EXPECT_EQ(Alpha(s, 10, 10), r.second) << r.pressure;
     }
 }
 
