@@ -1,0 +1,207 @@
+// The flat tip's dabs four columns at a time.
+//
+// Along a row the squared distance d of a pixel is dx^2 + dy^2 with dx^2
+// taken from a table made once per dab, the same float operations as the
+// rule's, so every d is the rule's own. d falls and then rises along a row
+// (each rounding step is monotone), so the pixels of each zone of the tip
+// are one run of columns; the runs are walked from row to row instead of
+// being solved for.
+//
+// The ring's weight needs a square root, which the rule takes in double. Here
+// it is taken in float, which is several times cheaper, and the result is
+// only used where an error bound shows that it cannot change the pixel;
+// elsewhere the rule itself is run for that pixel.
+#include <cmath>
+
+#include "PXDabInk.h"
+#include "PXTipWeights.h"
+
+#if defined(__SSE2__)
+
+namespace {
+
+// Widest box the column tables take; wider boxes go through the rule.
+constexpr int kMaxColumns = 2048;
+
+}  // namespace
+
+namespace pxdab {
+
+// Four samples a pixel at .25 and .75; only whether the four weights sum
+// above 2.0 matters (sum * 255.0 * 0.25 > 127.5 is exact in double for any
+// float sum). Against the rule's double root rounded to float, each float
+// weight is off by less than (2q + 1) * 2^-24 < 5e-7 (q < 3 here), each sum
+// with its own roundings by less than 3e-6. Sums within 1e-4 of 2.0 (and
+// NaN) go through the rule; every other pixel is decided as the rule would.
+bool SmallFlatDabLanes(PXPaintBrush& b, float x, float y, float r, int left, int top, int right, int bottom) {
+    const int width = right - left;
+    if (width > kMaxColumns)
+        return false;
+    if (width <= 0 || bottom <= top)
+        return true;
+    Ink ink(b);
+    PXSurface* s = b.surface;
+    const float q = r + 1.0f;
+    const float qq = q * q;
+    alignas(16) float f0[kMaxColumns + 4], f1[kMaxColumns + 4];
+    for (int i = 0; i < width + 4; ++i) {
+        const float dx0 = (float)(left + i) + 0.25f - x, dx1 = (float)(left + i) + 0.75f - x;
+        f0[i] = dx0 * dx0;
+        f1[i] = dx1 * dx1;
+    }
+    const __m128 vrr = _mm_set1_ps(r * r), vqq = _mm_set1_ps(qq), vq = _mm_set1_ps(q);
+    const __m128 one = _mm_set1_ps(1.0f), two = _mm_set1_ps(2.0f), half = _mm_set1_ps(0.5f);
+    const __m128 margin = _mm_set1_ps(1e-4f), no_sign = _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF));
+    // Weight 1 where d <= r * r, 0 where d >= (r + 1)^2, the ring between.
+    auto weight = [&](__m128 d) {
+        const __m128 in = _mm_cmple_ps(d, vrr);
+        const __m128 out = _mm_cmpge_ps(d, vqq);
+        const __m128 ringw = _mm_mul_ps(_mm_sub_ps(vq, _mm_sqrt_ps(d)), half);
+        const __m128 w = _mm_or_ps(_mm_and_ps(in, one), _mm_andnot_ps(in, ringw));
+        return _mm_andnot_ps(_mm_andnot_ps(in, out), w);
+    };
+    // The few rows are pages of their own on a wide surface: ask for all of
+    // them before the first is worked.
+    for (int row = top; row < bottom; ++row)
+        __builtin_prefetch(s->pixels + (size_t)row * s->stride + left, 1);
+    for (int row = top; row < bottom; ++row) {
+        const float dy0 = (float)row + 0.25f - y, dy1 = (float)row + 0.75f - y;
+        const float e0 = dy0 * dy0, e1 = dy1 * dy1;
+        if (!((e0 < e1 ? e0 : e1) < qq))
+            continue;  // every sample of the row lies past the ring
+        PXPixel* line = s->pixels + (size_t)row * s->stride + left;
+        const __m128 ve0 = _mm_set1_ps(e0), ve1 = _mm_set1_ps(e1);
+        for (int i = 0; i < width; i += 4) {
+            const __m128 g0 = _mm_load_ps(f0 + i), g1 = _mm_load_ps(f1 + i);
+            const __m128 d00 = _mm_add_ps(g0, ve0), d01 = _mm_add_ps(g0, ve1);
+            const __m128 d10 = _mm_add_ps(g1, ve0), d11 = _mm_add_ps(g1, ve1);
+            const int lanes = width - i < 4 ? (1 << (width - i)) - 1 : 15;
+            // All sixteen samples past the ring: nothing to do.
+            if ((_mm_movemask_ps(_mm_and_ps(_mm_and_ps(_mm_cmpge_ps(d00, vqq), _mm_cmpge_ps(d01, vqq)),
+                                            _mm_and_ps(_mm_cmpge_ps(d10, vqq), _mm_cmpge_ps(d11, vqq)))) &
+                 lanes) == lanes)
+                continue;
+            __m128 sum = weight(d00);
+            sum = _mm_add_ps(sum, weight(d01));
+            sum = _mm_add_ps(sum, weight(d10));
+            sum = _mm_add_ps(sum, weight(d11));
+            const __m128 far = _mm_cmpgt_ps(_mm_and_ps(_mm_sub_ps(sum, two), no_sign), margin);
+            int solid = _mm_movemask_ps(_mm_and_ps(far, _mm_cmpgt_ps(sum, two))) & lanes;
+            for (int close = ~_mm_movemask_ps(far) & lanes; close != 0; close &= close - 1) {
+                const int k = i + __builtin_ctz(close);
+                float exact = pxtip::Flat(r, (double)(f0[k] + e0));
+                exact += pxtip::Flat(r, (double)(f0[k] + e1));
+                exact += pxtip::Flat(r, (double)(f1[k] + e0));
+                exact += pxtip::Flat(r, (double)(f1[k] + e1));
+                if (!(exact * 255.0 * 0.25 <= 127.5))
+                    solid |= 1 << (k - i);
+            }
+            for (; solid != 0; solid &= solid - 1)
+                ink.Solid(line[i + __builtin_ctz(solid)]);
+        }
+    }
+    b.new_pixels += ink.fresh;
+    return true;
+}
+
+// The large dab: the core (d <= r * r) is one run of the dab's full strength,
+// the ring (r * r < d < (r + 1)^2) is weighed four columns at a time. Against
+// the rule (double root, weight rounded to float, times S in double, then
+// truncated) the float strength w * (float)S is off by less than
+// |S| * (q + 4) * 2^-25 (the subtraction q - root is exact, as the root lies
+// within [q / 2, q]); where the interval of twice that around it holds no
+// integer, truncation gives the rule's value.
+bool LargeFlatDabLanes(PXPaintBrush& b, float x, float y, float r, double S, int left, int top, int right,
+                       int bottom) {
+    const int width = right - left;
+    if (width > kMaxColumns || !(std::fabs(S) < 1e6))
+        return false;
+    if (width <= 0 || bottom <= top)
+        return true;
+    Ink ink(b);
+    PXSurface* s = b.surface;
+    const float rr = r * r;
+    const float q = r + 1.0f;
+    const float qq = q * q;
+    const int full = (int)((double)1.0f * S);
+    alignas(16) float fx[kMaxColumns + 4];
+    int m = 0;  // a column of least d on every row
+    for (int i = 0; i < width + 4; ++i) {
+        const float dx = (float)(left + i) + 0.5f - x;
+        fx[i] = dx * dx;
+        if (i < width && fx[i] < fx[m])
+            m = i;
+    }
+    const float Sf = (float)S;
+    const float eps = (float)(std::fabs(S) * (2.0 * q + 8.0) * 0x1p-25 + 0x1p-20);
+    const __m128 vq = _mm_set1_ps(q), half = _mm_set1_ps(0.5f), vS = _mm_set1_ps(Sf), veps = _mm_set1_ps(eps);
+    // Ring pixels i in [from, to) of a row; every one has r * r < d < (r + 1)^2.
+    auto ring = [&](PXPixel* line, int from, int to, float dy2) {
+        const __m128 vdy2 = _mm_set1_ps(dy2);
+        for (int i = from; i < to; i += 4) {
+            const __m128 d = _mm_add_ps(_mm_loadu_ps(fx + i), vdy2);
+            const __m128 a = _mm_mul_ps(_mm_mul_ps(_mm_sub_ps(vq, _mm_sqrt_ps(d)), half), vS);
+            const __m128i below = _mm_cvttps_epi32(_mm_sub_ps(a, veps));
+            const __m128i above = _mm_cvttps_epi32(_mm_add_ps(a, veps));
+            alignas(16) int v[4];
+            _mm_store_si128(reinterpret_cast<__m128i*>(v), below);
+            const int sure = _mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(below, above)));
+            const int n = to - i < 4 ? to - i : 4;
+            for (int k = 0; k < n; ++k) {
+                int ak = v[k];
+                if (!(sure >> k & 1))
+                    ak = (int)((double)pxtip::Flat(r, (double)(fx[i + k] + dy2)) * S);
+                if (ak > 0)
+                    ink.Accumulate(line[i + k], ak);
+            }
+        }
+    };
+    int lo = m, hi = m + 1, in_lo = m, in_hi = m + 1;
+    for (int row = top; row < bottom; ++row) {
+        const float dy = (float)row + 0.5f - y;
+        const float dy2 = dy * dy;
+        if (!(fx[m] + dy2 < qq))
+            continue;  // the whole row lies past the ring: all weights 0
+        PXPixel* line = s->pixels + (size_t)row * s->stride + left;
+        // The run of d < (r + 1)^2 holds m; its ends move a little from row
+        // to row.
+        lo = lo < m ? lo : m;
+        hi = hi > m ? hi : m + 1;
+        while (lo > 0 && fx[lo - 1] + dy2 < qq)
+            --lo;
+        while (!(fx[lo] + dy2 < qq))
+            ++lo;
+        while (hi < width && fx[hi] + dy2 < qq)
+            ++hi;
+        while (!(fx[hi - 1] + dy2 < qq))
+            --hi;
+        if (row + 1 < bottom)
+            for (int i = lo; i < hi; i += 16)
+                __builtin_prefetch(line + s->stride + i, 1);
+        int core_lo = hi, core_hi = hi;
+        if (fx[m] + dy2 <= rr) {
+            in_lo = in_lo < m ? in_lo : m;
+            in_hi = in_hi > m ? in_hi : m + 1;
+            while (in_lo > lo && fx[in_lo - 1] + dy2 <= rr)
+                --in_lo;
+            while (!(fx[in_lo] + dy2 <= rr))
+                ++in_lo;
+            while (in_hi < hi && fx[in_hi] + dy2 <= rr)
+                ++in_hi;
+            while (!(fx[in_hi - 1] + dy2 <= rr))
+                --in_hi;
+            core_lo = in_lo;
+            core_hi = in_hi;
+        }
+        ring(line, lo, core_lo, dy2);
+        if (full > 0 && core_hi > core_lo)
+            ink.AccumulateRun(line + core_lo, core_hi - core_lo, full);
+        ring(line, core_hi, hi, dy2);
+    }
+    b.new_pixels += ink.fresh;
+    return true;
+}
+
+}  // namespace pxdab
+
+#endif
