@@ -143,14 +143,10 @@ PXRectangle* PXGraffitiAirbrush::EndStroke() {
 // Soft disc whose diameter follows the squared pressure; no small-dab path.
 float PXGraffitiAirbrush::ApplyDab(float x, float y, float p) {
     const float p2 = p * p;
-    const float D = (p2 + (1.0f - p2) * min_size) * size;
-    float r = D > 1.0f ? D * 0.5f : 0.5f;
+    float r = pxdab::Radius(*this, p2);
     int left, top, right, bottom;
-    if (!pxdab::Box(x, y, r, left, top, right, bottom))
+    if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
         return 0.0f;
-    if (use_jitter)
-        ApplyJitter(x, y, r, color);
-    pxdab::Clip(surface, right, bottom);
     const float S = ((1.0f - p) * min_opacity + p) * opacity;
     pxdab::SoftDisc(*this, x, y, r, S, left, top, right, bottom);
     return r;

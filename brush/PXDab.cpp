@@ -202,17 +202,12 @@ void SmallDab(PXPaintBrush& b, float x, float y, float r, int left, int top, int
 }  // namespace pxdab
 
 float PXPaintBrush::ApplyDab(float x, float y, float pressure) {
-    const float D = (pressure + (1.0f - pressure) * min_size) * size;
-    float r = D > 1.0f ? D * 0.5f : 0.5f;
+    float r = pxdab::Radius(*this, pressure);
     int left, top, right, bottom;
-    if (!pxdab::Box(x, y, r, left, top, right, bottom))
+    // A jittered colour stays in the brush.
+    if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
         return 0.0f;
     const float q = 1.0f - pressure;
-    // The jitter moves the centre and radius, and a jittered colour stays in
-    // the brush; the box is not recomputed.
-    if (use_jitter)
-        ApplyJitter(x, y, r, color);
-    pxdab::Clip(surface, right, bottom);
     if (r < 2.0f) {
         pxdab::SmallDab(*this, x, y, r, left, top, right, bottom);
         return r;
