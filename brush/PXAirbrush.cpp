@@ -4,12 +4,17 @@
 #include <algorithm>
 #include <cmath>
 
+#include "PXDabInk.h"
 #include "PXDabParts.h"
 
 namespace pxdab {
 
 void SoftDisc(PXPaintBrush& b, float x, float y, float r, float S,
               int left, int top, int right, int bottom) {
+#if defined(__SSE2__)
+    if (SoftDiscLanes(b, x, y, r, S, left, top, right, bottom))
+        return;
+#endif
     PXSurface* s = b.surface;
     // Both zone bounds are squared in float, the constants floats; the outer
     // weight below uses the double 0.8.

@@ -90,6 +90,36 @@ struct Ink {
         fresh += fresh_here;
     }
 
+#if defined(__SSE2__)
+    // Accumulate on four neighbouring pixels, each with its own strength;
+    // a lane whose strength is not above 0 keeps its pixel. The strengths
+    // must lie within +-2^23, so that no product below overflows (the
+    // lanes then agree with the int arithmetic of Accumulate).
+    void AccumulateLanes(PXPixel* px, __m128i a) {
+        const __m128i zero = _mm_setzero_si128(), low24 = _mm_set1_epi32(0x00FFFFFF);
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(px));
+        const __m128i A = _mm_srli_epi32(v, 24);
+        const __m128i a1 = _mm_add_epi32(a, _mm_set1_epi32(1));
+        const __m128i p02 = _mm_mul_epu32(A, a1);
+        const __m128i p13 = _mm_mul_epu32(_mm_srli_epi64(A, 32), _mm_srli_epi64(a1, 32));
+        const __m128i prod = _mm_unpacklo_epi32(_mm_shuffle_epi32(p02, _MM_SHUFFLE(0, 0, 2, 0)),
+                                                _mm_shuffle_epi32(p13, _MM_SHUFFLE(0, 0, 2, 0)));
+        const __m128i byte = _mm_set1_epi32(255), vcap = _mm_set1_epi32(cap);
+        __m128i n = _mm_and_si128(_mm_sub_epi32(_mm_add_epi32(A, a), _mm_srai_epi32(prod, 8)), byte);
+        const __m128i over_cap = _mm_cmpgt_epi32(n, vcap);
+        n = _mm_or_si128(_mm_and_si128(over_cap, vcap), _mm_andnot_si128(over_cap, n));
+        const __m128i over = _mm_or_si128(_mm_and_si128(v, low24), _mm_slli_epi32(n, 24));
+        const __m128i first = _mm_or_si128(_mm_set1_epi32((int)(word & 0x00FFFFFFu)),
+                                           _mm_slli_epi32(_mm_and_si128(a, byte), 24));
+        const __m128i empty = _mm_cmpeq_epi32(A, zero);
+        const __m128i inked = _mm_cmpgt_epi32(a, zero);
+        const __m128i res = _mm_or_si128(_mm_and_si128(empty, first), _mm_andnot_si128(empty, over));
+        const __m128i out = _mm_or_si128(_mm_and_si128(inked, res), _mm_andnot_si128(inked, v));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(px), out);
+        fresh += __builtin_popcount(_mm_movemask_ps(_mm_castsi128_ps(_mm_and_si128(inked, empty))));
+    }
+#endif
+
     // The small dab's solid pixel.
     void Solid(PXPixel& px) {
         if (px.a == 0) {
@@ -109,5 +139,7 @@ struct Ink {
 bool SmallFlatDabLanes(PXPaintBrush& b, float x, float y, float r, int left, int top, int right, int bottom);
 bool LargeFlatDabLanes(PXPaintBrush& b, float x, float y, float r, double S, int left, int top, int right,
                        int bottom);
+// The soft disc (see SoftDisc), exact in double lanes.
+bool SoftDiscLanes(PXPaintBrush& b, float x, float y, float r, float S, int left, int top, int right, int bottom);
 
 }  // namespace pxdab
