@@ -222,28 +222,14 @@ bool LargeFlatDabLanes(PXPaintBrush& b, float x, float y, float r, double S, int
     const float Sf = (float)S;
     const float eps = (float)(std::fabs(S) * (2.0 * q + 8.0) * 0x1p-25 + 0x1p-20);
     const __m128 vq = _mm_set1_ps(q), half = _mm_set1_ps(0.5f), vS = _mm_set1_ps(Sf), veps = _mm_set1_ps(eps);
-    // Ring pixels i in [from, to) of a row; every one has r * r < d < (r + 1)^2.
-    auto ring = [&](PXPixel* line, int from, int to, float dy2) {
-        const __m128 vdy2 = _mm_set1_ps(dy2);
-        for (int i = from; i < to; i += 4) {
-            const __m128 d = _mm_add_ps(_mm_loadu_ps(fx + i), vdy2);
-            const __m128 a = _mm_mul_ps(_mm_mul_ps(_mm_sub_ps(vq, _mm_sqrt_ps(d)), half), vS);
-            const __m128i below = _mm_cvttps_epi32(_mm_sub_ps(a, veps));
-            const __m128i above = _mm_cvttps_epi32(_mm_add_ps(a, veps));
-            alignas(16) int v[4];
-            _mm_store_si128(reinterpret_cast<__m128i*>(v), below);
-            const int sure = _mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(below, above)));
-            const int n = to - i < 4 ? to - i : 4;
-            for (int k = 0; k < n; ++k) {
-                int ak = v[k];
-                if (!(sure >> k & 1))
-                    ak = (int)((double)pxtip::Flat(r, (double)(fx[i + k] + dy2)) * S);
-                if (ak > 0)
-                    ink.Accumulate(line[i + k], ak);
-            }
-        }
-    };
-    int lo = m, hi = m + 1, in_lo = m, in_hi = m + 1;
+    const __m128 vrr = _mm_set1_ps(rr);
+    const __m128i vfull = _mm_set1_epi32(full);
+    // Every row of the box is asked for at once: on a wide surface each is a
+    // page of its own, and their misses then overlap.
+    for (int row = top; row < bottom; ++row)
+        for (int i = 0; i < width; i += 16)
+            __builtin_prefetch(s->pixels + (size_t)row * s->stride + left + i, 1);
+    int lo = m, hi = m + 1;
     for (int row = top; row < bottom; ++row) {
         const float dy = (float)row + 0.5f - y;
         const float dy2 = dy * dy;
@@ -262,28 +248,42 @@ bool LargeFlatDabLanes(PXPaintBrush& b, float x, float y, float r, double S, int
             ++hi;
         while (!(fx[hi - 1] + dy2 < qq))
             --hi;
-        if (row + 1 < bottom)
-            for (int i = lo; i < hi; i += 16)
-                __builtin_prefetch(line + s->stride + i, 1);
-        int core_lo = hi, core_hi = hi;
-        if (fx[m] + dy2 <= rr) {
-            in_lo = in_lo < m ? in_lo : m;
-            in_hi = in_hi > m ? in_hi : m + 1;
-            while (in_lo > lo && fx[in_lo - 1] + dy2 <= rr)
-                --in_lo;
-            while (!(fx[in_lo] + dy2 <= rr))
-                ++in_lo;
-            while (in_hi < hi && fx[in_hi] + dy2 <= rr)
-                ++in_hi;
-            while (!(fx[in_hi - 1] + dy2 <= rr))
-                --in_hi;
-            core_lo = in_lo;
-            core_hi = in_hi;
+        const __m128 vdy2 = _mm_set1_ps(dy2);
+        for (int i = lo; i < hi; i += 4) {
+            const int n = hi - i < 4 ? hi - i : 4;
+            const __m128 d = _mm_add_ps(_mm_loadu_ps(fx + i), vdy2);
+            const __m128 in = _mm_cmple_ps(d, vrr);
+            __m128i a = vfull;
+            if (_mm_movemask_ps(in) != 15) {
+                // Ring lanes: r * r < d < (r + 1)^2 for every lane up to n.
+                const __m128 af = _mm_mul_ps(_mm_mul_ps(_mm_sub_ps(vq, _mm_sqrt_ps(d)), half), vS);
+                const __m128i below = _mm_cvttps_epi32(_mm_sub_ps(af, veps));
+                const __m128i above = _mm_cvttps_epi32(_mm_add_ps(af, veps));
+                const __m128i core = _mm_castps_si128(in);
+                a = _mm_or_si128(_mm_and_si128(core, vfull), _mm_andnot_si128(core, below));
+                const int unsure = ~(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(below, above))) |
+                                     _mm_movemask_ps(in)) & ((1 << n) - 1);
+                if (unsure) {
+                    alignas(16) int v[4];
+                    _mm_store_si128(reinterpret_cast<__m128i*>(v), a);
+                    for (int k = 0; k < n; ++k)
+                        if (unsure >> k & 1)
+                            v[k] = (int)((double)pxtip::Flat(r, (double)(fx[i + k] + dy2)) * S);
+                    a = _mm_load_si128(reinterpret_cast<const __m128i*>(v));
+                }
+            }
+            if (n == 4) {
+                ink.AccumulateLanes(line + i, a);
+            } else {
+                // The run's last few columns one by one: lanes past them may
+                // lie past the surface.
+                alignas(16) int v[4];
+                _mm_store_si128(reinterpret_cast<__m128i*>(v), a);
+                for (int k = 0; k < n; ++k)
+                    if (v[k] > 0)
+                        ink.Accumulate(line[i + k], v[k]);
+            }
         }
-        ring(line, lo, core_lo, dy2);
-        if (full > 0 && core_hi > core_lo)
-            ink.AccumulateRun(line + core_lo, core_hi - core_lo, full);
-        ring(line, core_hi, hi, dy2);
     }
     b.new_pixels += ink.fresh;
     return true;
