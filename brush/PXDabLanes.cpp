@@ -191,6 +191,108 @@ bool SmallFlatDabLanes(PXPaintBrush& b, float x, float y, float r, int left, int
     return true;
 }
 
+#if defined(__x86_64__) || defined(__i386__)
+// AccumulateLanes of eight pixels.
+SP_AVX2 static inline void AccumulateLanes8(Ink& ink, PXPixel* px, __m256i a) {
+    const __m256i zero = _mm256_setzero_si256(), low24 = _mm256_set1_epi32(0x00FFFFFF);
+    const __m256i byte = _mm256_set1_epi32(255), vcap = _mm256_set1_epi32(ink.cap);
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(px));
+    const __m256i A = _mm256_srli_epi32(v, 24);
+    const __m256i prod = _mm256_mullo_epi32(A, _mm256_add_epi32(a, _mm256_set1_epi32(1)));
+    __m256i n = _mm256_and_si256(_mm256_sub_epi32(_mm256_add_epi32(A, a), _mm256_srai_epi32(prod, 8)), byte);
+    n = _mm256_min_epi32(n, vcap);  // both within 0..255
+    const __m256i over = _mm256_or_si256(_mm256_and_si256(v, low24), _mm256_slli_epi32(n, 24));
+    const __m256i first = _mm256_or_si256(_mm256_set1_epi32((int)(ink.word & 0x00FFFFFFu)),
+                                          _mm256_slli_epi32(_mm256_and_si256(a, byte), 24));
+    const __m256i empty = _mm256_cmpeq_epi32(A, zero);
+    const __m256i inked = _mm256_cmpgt_epi32(a, zero);
+    const __m256i res = _mm256_blendv_epi8(over, first, empty);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(px), _mm256_blendv_epi8(v, res, inked));
+    const int m = _mm256_movemask_ps(_mm256_castsi256_ps(_mm256_and_si256(inked, empty)));
+    ink.fresh += (int)((0x4332322132212110ull >> (4 * (m & 15))) & 15) +
+                 (int)((0x4332322132212110ull >> (4 * (m >> 4))) & 15);
+}
+
+// LargeFlatDabLanes eight columns at a time, where the processor has AVX2;
+// same operations, same bound.
+SP_AVX2 static void LargeFlatDab8(PXPaintBrush& b, float x, float y, float r, double S, int left, int top,
+                                  int right, int bottom) {
+    const int width = right - left;
+    Ink ink(b);
+    PXSurface* s = b.surface;
+    const float rr = r * r;
+    const float q = r + 1.0f;
+    const float qq = q * q;
+    const int full = (int)((double)1.0f * S);
+    alignas(32) float fx[kMaxColumns + 8];
+    int m = 0;
+    for (int i = 0; i < width + 8; ++i) {
+        const float dx = (float)(left + i) + 0.5f - x;
+        fx[i] = dx * dx;
+        if (i < width && fx[i] < fx[m])
+            m = i;
+    }
+    const float eps = (float)(std::fabs(S) * (2.0 * q + 8.0) * 0x1p-25 + 0x1p-20);
+    const __m256 vq = _mm256_set1_ps(q), half = _mm256_set1_ps(0.5f), vS = _mm256_set1_ps((float)S);
+    const __m256 veps = _mm256_set1_ps(eps), vrr = _mm256_set1_ps(rr);
+    const __m256i vfull = _mm256_set1_epi32(full), lane = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
+    for (int row = top; row < bottom; ++row)
+        for (int i = 0; i < width; i += 16)
+            __builtin_prefetch(s->pixels + (size_t)row * s->stride + left + i, 1);
+    int lo = m, hi = m + 1;
+    for (int row = top; row < bottom; ++row) {
+        const float dy = (float)row + 0.5f - y;
+        const float dy2 = dy * dy;
+        if (!(fx[m] + dy2 < qq))
+            continue;
+        PXPixel* line = s->pixels + (size_t)row * s->stride + left;
+        lo = lo < m ? lo : m;
+        hi = hi > m ? hi : m + 1;
+        while (lo > 0 && fx[lo - 1] + dy2 < qq)
+            --lo;
+        while (!(fx[lo] + dy2 < qq))
+            ++lo;
+        while (hi < width && fx[hi] + dy2 < qq)
+            ++hi;
+        while (!(fx[hi - 1] + dy2 < qq))
+            --hi;
+        const __m256 vdy2 = _mm256_set1_ps(dy2);
+        for (int i = lo; i < hi; i += 8) {
+            const int n = hi - i < 8 ? hi - i : 8;
+            const __m256 d = _mm256_add_ps(_mm256_loadu_ps(fx + i), vdy2);
+            const __m256 in = _mm256_cmp_ps(d, vrr, _CMP_LE_OQ);
+            __m256i a = vfull;
+            if (_mm256_movemask_ps(in) != 255) {
+                const __m256 af = _mm256_mul_ps(_mm256_mul_ps(_mm256_sub_ps(vq, _mm256_sqrt_ps(d)), half), vS);
+                const __m256i below = _mm256_cvttps_epi32(_mm256_sub_ps(af, veps));
+                const __m256i above = _mm256_cvttps_epi32(_mm256_add_ps(af, veps));
+                a = _mm256_blendv_epi8(below, vfull, _mm256_castps_si256(in));
+                const int unsure = ~(_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(below, above))) |
+                                     _mm256_movemask_ps(in)) & ((1 << n) - 1);
+                if (unsure) {
+                    alignas(32) int v[8];
+                    _mm256_store_si256(reinterpret_cast<__m256i*>(v), a);
+                    for (int k = 0; k < n; ++k)
+                        if (unsure >> k & 1)
+                            v[k] = (int)((double)pxtip::Flat(r, (double)(fx[i + k] + dy2)) * S);
+                    a = _mm256_load_si256(reinterpret_cast<const __m256i*>(v));
+                }
+            }
+            if (i + 8 <= width) {
+                AccumulateLanes8(ink, line + i, _mm256_and_si256(a, _mm256_cmpgt_epi32(_mm256_set1_epi32(n), lane)));
+            } else {
+                alignas(32) int v[8];
+                _mm256_store_si256(reinterpret_cast<__m256i*>(v), a);
+                for (int k = 0; k < n; ++k)
+                    if (v[k] > 0)
+                        ink.Accumulate(line[i + k], v[k]);
+            }
+        }
+    }
+    b.new_pixels += ink.fresh;
+}
+#endif
+
 // The large dab: the core (d <= r * r) is one run of the dab's full strength,
 // the ring (r * r < d < (r + 1)^2) is weighed four columns at a time. Against
 // the rule (double root, weight rounded to float, times S in double, then
@@ -205,6 +307,12 @@ bool LargeFlatDabLanes(PXPaintBrush& b, float x, float y, float r, double S, int
         return false;
     if (width <= 0 || bottom <= top)
         return true;
+#if defined(__x86_64__) || defined(__i386__)
+    if (HasAvx2()) {
+        LargeFlatDab8(b, x, y, r, S, left, top, right, bottom);
+        return true;
+    }
+#endif
     Ink ink(b);
     PXSurface* s = b.surface;
     const float rr = r * r;
@@ -272,10 +380,12 @@ bool LargeFlatDabLanes(PXPaintBrush& b, float x, float y, float r, double S, int
                     a = _mm_load_si128(reinterpret_cast<const __m128i*>(v));
                 }
             }
-            if (n == 4) {
-                ink.AccumulateLanes(line + i, a);
+            if (i + 4 <= width) {
+                // Lanes past the run keep their pixels (strength 0).
+                const __m128i keep = _mm_cmplt_epi32(_mm_setr_epi32(0, 1, 2, 3), _mm_set1_epi32(n));
+                ink.AccumulateLanes(line + i, _mm_and_si128(a, keep));
             } else {
-                // The run's last few columns one by one: lanes past them may
+                // The box's last few columns one by one: lanes past them may
                 // lie past the surface.
                 alignas(16) int v[4];
                 _mm_store_si128(reinterpret_cast<__m128i*>(v), a);

@@ -16,6 +16,7 @@ Slot slots[kSlots];
 // Set for good once a note found no free slot: from then on every Take
 // answers the whole surface, which is always safe.
 bool overflowed = false;
+int hint = 0;  // the slot noted last
 std::atomic_flag busy = ATOMIC_FLAG_INIT;
 
 struct Lock {
@@ -34,9 +35,19 @@ void Note(const PXSurface* s, int left, int top, int right, int bottom) {
     if (left >= right || top >= bottom)
         return;
     Lock lock;
+    // Dabs come in long runs on one surface: its slot is tried first.
+    Slot& last = slots[hint];
+    if (last.surface == s) {
+        last.left = left < last.left ? left : last.left;
+        last.top = top < last.top ? top : last.top;
+        last.right = right > last.right ? right : last.right;
+        last.bottom = bottom > last.bottom ? bottom : last.bottom;
+        return;
+    }
     Slot* free_slot = nullptr;
     for (Slot& k : slots) {
         if (k.surface == s) {
+            hint = (int)(&k - slots);
             k.left = left < k.left ? left : k.left;
             k.top = top < k.top ? top : k.top;
             k.right = right > k.right ? right : k.right;
@@ -46,8 +57,10 @@ void Note(const PXSurface* s, int left, int top, int right, int bottom) {
         if (!k.surface && !free_slot)
             free_slot = &k;
     }
-    if (free_slot)
+    if (free_slot) {
         *free_slot = Slot{s, left, top, right, bottom};
+        hint = (int)(free_slot - slots);
+    }
     else
         overflowed = true;
 }
