@@ -56,6 +56,12 @@ inline void Clip(const PXSurface* s, int& right, int& bottom) {
         bottom = s->height;
 }
 
+// The pressure curve of the dry media: pressure to the power pressure_gamma,
+// taken in double and rounded to float.
+inline float Curve(const PXPaintBrush& b, float pressure) {
+    return (float)std::pow((double)pressure, (double)b.pressure_gamma);
+}
+
 // Radius of a round dab at (curved) pressure p: the diameter runs from
 // min_size * size at 0 to size at 1, and a dab is never under half a pixel.
 inline float Radius(const PXPaintBrush& b, float p) {

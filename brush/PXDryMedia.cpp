@@ -50,7 +50,7 @@ void PXTextureBrush::SetTexture(PXSurface* paper) {
 }
 
 float PXPencil::ApplyDab(float x, float y, float pressure) {
-    const float p = (float)std::pow((double)pressure, (double)pressure_gamma);
+    const float p = pxdab::Curve(*this, pressure);
     float r = pxdab::Radius(*this, p);
     int left, top, right, bottom;
     if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
@@ -86,7 +86,7 @@ float PXPencil::ApplyDab(float x, float y, float pressure) {
 }
 
 float PXDryMedia::ApplyDab(float x, float y, float pressure) {
-    const float p = (float)std::pow((double)pressure, (double)pressure_gamma);
+    const float p = pxdab::Curve(*this, pressure);
     float r = pxdab::Radius(*this, p);
     int left, top, right, bottom;
     if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
