@@ -134,6 +134,12 @@ struct Ink {
     }
 };
 
+// Widest box the column tables of the lane loops take; wider boxes go
+// through the rule.
+constexpr int kMaxColumns = 2048;
+// Widest box of the eight-lane small dab (a small dab's box is about 8 wide).
+constexpr int kSmallColumns = 64;
+
 // The flat tip's dabs in SSE2 lanes, each pixel as the per-pixel rule gives
 // it. They return false, having drawn nothing, for what they do not take
 // (boxes wider than their column tables, strengths too large for their
@@ -143,5 +149,13 @@ bool LargeFlatDabLanes(PXPaintBrush& b, float x, float y, float r, double S, int
                        int bottom);
 // The soft disc (see SoftDisc), exact in double lanes.
 bool SoftDiscLanes(PXPaintBrush& b, float x, float y, float r, float S, int left, int top, int right, int bottom);
+
+#if defined(__x86_64__) || defined(__i386__)
+// True where the processor has AVX2 and SP_NO_AVX2 is not set.
+bool HasAvx2();
+// The eight-lane loops (PXDabLanes8.cpp); call them only when HasAvx2().
+void SmallFlatDab8(PXPaintBrush& b, float x, float y, float r, int left, int top, int right, int bottom);
+void LargeFlatDab8(PXPaintBrush& b, float x, float y, float r, double S, int left, int top, int right, int bottom);
+#endif
 
 }  // namespace pxdab
