@@ -4,8 +4,10 @@
 // The five tip classes of this library are run inline (picked by exact type,
 // so a tip of any other class still goes through its virtual GetWeight), and
 // the flat tip skips work it can prove: rows and columns its outer ring
-// cannot reach, and the run of full-weight pixels in its core. Every pixel
-// still gets the value the per-pixel rule gives.
+// cannot reach, and the run of full-weight pixels in its core. Where the
+// processor has SSE2 the flat tip's dabs run in lanes (PXDabLanes.cpp); the
+// loops here are then the fallback for what the lanes do not take. Every
+// pixel still gets the value the per-pixel rule gives.
 #include <cmath>
 #include <cstring>
 #include <typeinfo>
@@ -179,21 +181,18 @@ void SmallDabLoop(PXPaintBrush& b, W weight, bool flat, float x, float y, float 
     b.new_pixels += ink.fresh;
 }
 
-
 }  // namespace
 
 namespace pxdab {
 
 void SmallDab(PXPaintBrush& b, float x, float y, float r, int left, int top, int right, int bottom) {
     const std::type_info& t = typeid(*b.tip);
-    if (t == typeid(PXFlatTipFunction))
-    {
+    if (t == typeid(PXFlatTipFunction)) {
 #if defined(__SSE2__)
         if (!SmallFlatDabLanes(b, x, y, r, left, top, right, bottom))
 #endif
             SmallDabLoop(b, InlineTip<pxtip::Flat>(), true, x, y, r, left, top, right, bottom);
-    }
-    else if (t == typeid(PXDullAntiAliasingTipFunction))
+    } else if (t == typeid(PXDullAntiAliasingTipFunction))
         SmallDabLoop(b, InlineTip<pxtip::DullAA>(), false, x, y, r, left, top, right, bottom);
     else
         SmallDabLoop(b, VirtualTip{b.tip}, false, x, y, r, left, top, right, bottom);
