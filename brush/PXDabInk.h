@@ -32,8 +32,11 @@ struct Ink {
             fresh++;
             return;
         }
-        const int A = px.a;
-        int n = (A + a - ((A * (a + 1)) >> 8)) & 255;
+        // In 64 bits: a strength far above 255 (a pressure far above 1)
+        // would take A * (a + 1) past the int range; the low eight bits are
+        // those of wrapping 32-bit arithmetic either way.
+        const int64_t A = px.a;
+        int n = (int)((A + a - ((A * ((int64_t)a + 1)) >> 8)) & 255);
         if (n > cap)
             n = cap;
         px.a = (uint8_t)n;
