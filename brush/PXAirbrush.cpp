@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "PXDabInk.h"
 #include "PXDabParts.h"
 #include "PXFixed.h"
 
@@ -11,6 +12,10 @@ namespace pxdab {
 
 void SoftDisc(PXPaintBrush& b, float x, float y, float r, float S,
               int left, int top, int right, int bottom) {
+#if defined(__SSE2__)
+    if (SoftDiscLanes(b, x, y, r, S, left, top, right, bottom))
+        return;
+#endif
     PXSurface* s = b.surface;
     // Both zone bounds are squared in float, the constants floats; the outer
     // weight below uses the double 0.8.
@@ -147,14 +152,10 @@ PXRectangle* PXGraffitiAirbrush::EndStroke() {
 // Soft disc whose diameter follows the squared pressure; no small-dab path.
 float PXGraffitiAirbrush::ApplyDab(float x, float y, float p) {
     const float p2 = p * p;
-    const float D = (p2 + (1.0f - p2) * min_size) * size;
-    float r = D > 1.0f ? D * 0.5f : 0.5f;
+    float r = pxdab::Radius(*this, p2);
     int left, top, right, bottom;
-    if (!pxdab::Box(x, y, r, left, top, right, bottom))
+    if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
         return 0.0f;
-    if (use_jitter)
-        ApplyJitter(x, y, r, color);
-    pxdab::Clip(surface, right, bottom);
     const float S = ((1.0f - p) * min_opacity + p) * opacity;
     pxdab::SoftDisc(*this, x, y, r, S, left, top, right, bottom);
     return r;

@@ -22,14 +22,10 @@ PXRectangle* PXCorrectPen::EndStroke() {
 // The whole box becomes opaque white; the tip is asked and its answer unused,
 // so the dab is a square, not a disc.
 float PXCorrectPen::ApplyDab(float x, float y, float pressure) {
-    const float D = (pressure + (1.0f - pressure) * min_size) * size;
-    float r = D > 1.0f ? D * 0.5f : 0.5f;
+    float r = pxdab::Radius(*this, pressure);
     int left, top, right, bottom;
-    if (!pxdab::Box(x, y, r, left, top, right, bottom))
+    if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
         return 0.0f;
-    if (use_jitter)
-        ApplyJitter(x, y, r, color);
-    pxdab::Clip(surface, right, bottom);
     for (int row = top; row < bottom; ++row) {
         PXPixel* line = surface->pixels + (size_t)row * surface->stride;
         const float dy = (float)row + 0.5f - y;

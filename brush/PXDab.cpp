@@ -4,77 +4,22 @@
 // The five tip classes of this library are run inline (picked by exact type,
 // so a tip of any other class still goes through its virtual GetWeight), and
 // the flat tip skips work it can prove: rows and columns its outer ring
-// cannot reach, and the run of full-weight pixels in its core. Every pixel
-// still gets the value the per-pixel rule gives.
+// cannot reach, and the run of full-weight pixels in its core. Where the
+// processor has SSE2 the flat tip's dabs run in lanes (PXDabLanes.cpp); the
+// loops here are then the fallback for what the lanes do not take. Every
+// pixel still gets the value the per-pixel rule gives.
 #include <cmath>
 #include <cstring>
 #include <typeinfo>
 
+#include "PXDabInk.h"
 #include "PXDabParts.h"
 #include "PXTipWeights.h"
 #include "brush/PXPaintBrush.h"
 
 namespace {
 
-// The ink kept in locals while a dab runs: pixel writes are byte writes and
-// would otherwise make the compiler reload the brush's fields every pixel.
-struct Ink {
-    uint32_t word;  // color as a pixel word; alpha is the top byte
-    int cap;        // color.a
-    int fresh = 0;  // pixels found empty
-
-    explicit Ink(const PXPaintBrush& b) : cap(b.color.a) { std::memcpy(&word, &b.color, 4); }
-
-    // Alpha accumulation: a first touch takes the colour and the dab's own
-    // strength (low eight bits) above the cap; an overlap is the integer
-    // "over" of the two coverages, capped.
-    void Accumulate(PXPixel& px, int a) {
-        if (px.a == 0) {
-            const uint32_t w = (word & 0x00FFFFFFu) | ((uint32_t)(a & 255) << 24);
-            std::memcpy(&px, &w, 4);
-            fresh++;
-            return;
-        }
-        const int A = px.a;
-        int n = (A + a - ((A * (a + 1)) >> 8)) & 255;
-        if (n > cap)
-            n = cap;
-        px.a = (uint8_t)n;
-    }
-
-    // The same for a run of pixels of one strength, without a branch per
-    // pixel: the first-touch word and the overlap word are both formed and
-    // one is picked, which keeps dabs over a half-inked area fast.
-    void AccumulateRun(PXPixel* px, int n, int a) {
-        const uint32_t first = (word & 0x00FFFFFFu) | ((uint32_t)(a & 255) << 24);
-        const uint32_t a1 = (uint32_t)a + 1u;
-        const uint32_t ceiling = (uint32_t)cap;
-        int fresh_here = 0;
-        for (int i = 0; i < n; ++i) {
-            uint32_t v;
-            std::memcpy(&v, px + i, 4);
-            const uint32_t A = v >> 24;
-            uint32_t m = (A + (uint32_t)a - ((A * a1) >> 8)) & 255u;
-            m = m > ceiling ? ceiling : m;
-            const uint32_t over = (v & 0x00FFFFFFu) | (m << 24);
-            const uint32_t out = A != 0 ? over : first;
-            fresh_here += A == 0;
-            std::memcpy(px + i, &out, 4);
-        }
-        fresh += fresh_here;
-    }
-
-    // The small dab's solid pixel.
-    void Solid(PXPixel& px) {
-        if (px.a == 0) {
-            const uint32_t w = word | 0xFF000000u;
-            std::memcpy(&px, &w, 4);
-            fresh++;
-        } else {
-            px.a = (uint8_t)(cap < 255 ? cap : 255);
-        }
-    }
-};
+using pxdab::Ink;
 
 // Column bound from a double, held within [lo, hi]: floor or ceiling, then
 // the clamp (the clamp first keeps the conversion in range, and saves the
@@ -162,6 +107,13 @@ void LargeFlatDab(PXPaintBrush& b, float x, float y, float r, double S, int left
         PXPixel* line = s->pixels + (size_t)row * s->stride;
         int lo, hi;
         Span(x, 0.5f, std::sqrt((double)qq - dy2), left, right, lo, hi);
+        // The estimate has margin; d is monotone on either side of its
+        // lowest point, so trimming columns where d >= (r + 1)^2 from both
+        // ends leaves exactly the run of columns with weight above 0.
+        while (lo < hi && !(dist(lo, dy2) < qq))
+            ++lo;
+        while (hi > lo && !(dist(hi - 1, dy2) < qq))
+            --hi;
         // Each row of a wide surface is a page of its own: ask for the next
         // row's part while this one is worked.
         if (row + 1 < bottom)
@@ -177,6 +129,11 @@ void LargeFlatDab(PXPaintBrush& b, float x, float y, float r, double S, int left
             if (a0 < a1 && dist(a0, dy2) <= rr && dist(a1 - 1, dy2) <= rr) {
                 in_lo = a0;
                 in_hi = a1;
+                // Grown to the whole run of full weight, for the same reason.
+                while (in_lo > lo && dist(in_lo - 1, dy2) <= rr)
+                    --in_lo;
+                while (in_hi < hi && dist(in_hi, dy2) <= rr)
+                    ++in_hi;
             }
         }
         ring(line, lo, in_lo, dy2);
@@ -230,9 +187,12 @@ namespace pxdab {
 
 void SmallDab(PXPaintBrush& b, float x, float y, float r, int left, int top, int right, int bottom) {
     const std::type_info& t = typeid(*b.tip);
-    if (t == typeid(PXFlatTipFunction))
-        SmallDabLoop(b, InlineTip<pxtip::Flat>(), true, x, y, r, left, top, right, bottom);
-    else if (t == typeid(PXDullAntiAliasingTipFunction))
+    if (t == typeid(PXFlatTipFunction)) {
+#if defined(__SSE2__)
+        if (!SmallFlatDabLanes(b, x, y, r, left, top, right, bottom))
+#endif
+            SmallDabLoop(b, InlineTip<pxtip::Flat>(), true, x, y, r, left, top, right, bottom);
+    } else if (t == typeid(PXDullAntiAliasingTipFunction))
         SmallDabLoop(b, InlineTip<pxtip::DullAA>(), false, x, y, r, left, top, right, bottom);
     else
         SmallDabLoop(b, VirtualTip{b.tip}, false, x, y, r, left, top, right, bottom);
@@ -241,25 +201,24 @@ void SmallDab(PXPaintBrush& b, float x, float y, float r, int left, int top, int
 }  // namespace pxdab
 
 float PXPaintBrush::ApplyDab(float x, float y, float pressure) {
-    const float D = (pressure + (1.0f - pressure) * min_size) * size;
-    float r = D > 1.0f ? D * 0.5f : 0.5f;
+    float r = pxdab::Radius(*this, pressure);
     int left, top, right, bottom;
-    if (!pxdab::Box(x, y, r, left, top, right, bottom))
+    // A jittered colour stays in the brush.
+    if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
         return 0.0f;
     const float q = 1.0f - pressure;
-    // The jitter moves the centre and radius, and a jittered colour stays in
-    // the brush; the box is not recomputed.
-    if (use_jitter)
-        ApplyJitter(x, y, r, color);
-    pxdab::Clip(surface, right, bottom);
     if (r < 2.0f) {
         pxdab::SmallDab(*this, x, y, r, left, top, right, bottom);
         return r;
     }
     const double S = (double)((min_opacity * q + pressure) * opacity) * 255.0;
     const std::type_info& t = typeid(*tip);
-    if (t == typeid(PXFlatTipFunction))
-        LargeFlatDab(*this, x, y, r, S, left, top, right, bottom);
+    if (t == typeid(PXFlatTipFunction)) {
+#if defined(__SSE2__)
+        if (!pxdab::LargeFlatDabLanes(*this, x, y, r, S, left, top, right, bottom))
+#endif
+            LargeFlatDab(*this, x, y, r, S, left, top, right, bottom);
+    }
     else if (t == typeid(PXDullAntiAliasingTipFunction))
         LargeDab(*this, InlineTip<pxtip::DullAA>(), x, y, r, S, left, top, right, bottom);
     else if (t == typeid(PXDullTipFunction))

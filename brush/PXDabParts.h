@@ -1,10 +1,12 @@
-// Pieces shared by the dabs of the ink pens and airbrushes: the dab box, the
-// alpha accumulation, the soft disc and the speed-and-direction stroke front end.
+// Pieces shared by the round dabs of every brush: radius, box, jitter and
+// clip, the alpha accumulation, the soft disc and the speed-and-direction
+// stroke front end.
 #pragma once
 
 #include <cmath>
 #include <cstdint>
 
+#include "brush/PXInkExtent.h"
 #include "brush/PXPaintBrush.h"
 
 namespace pxdab {
@@ -53,6 +55,33 @@ inline void Clip(const PXSurface* s, int& right, int& bottom) {
         right = s->width;
     if (bottom > s->height)
         bottom = s->height;
+}
+
+// The pressure curve of the dry media: pressure to the power pressure_gamma,
+// taken in double and rounded to float.
+inline float Curve(const PXPaintBrush& b, float pressure) {
+    return (float)std::pow((double)pressure, (double)b.pressure_gamma);
+}
+
+// Radius of a round dab at (curved) pressure p: the diameter runs from
+// min_size * size at 0 to size at 1, and a dab is never under half a pixel.
+inline float Radius(const PXPaintBrush& b, float p) {
+    const float D = (p + (1.0f - p) * b.min_size) * b.size;
+    return D > 1.0f ? D * 0.5f : 0.5f;
+}
+
+// The common start of a round dab at (x, y) of radius r: its box, then the
+// jitter (which moves the centre and radius but not the box), then the box
+// clipped to the surface and noted as inked. False when the dab lies wholly
+// up or left of the surface; nothing is drawn then.
+inline bool Place(PXPaintBrush& b, float& x, float& y, float& r, int& left, int& top, int& right, int& bottom) {
+    if (!Box(x, y, r, left, top, right, bottom))
+        return false;
+    if (b.use_jitter)
+        b.ApplyJitter(x, y, r, b.color);
+    Clip(b.surface, right, bottom);
+    pxink::Note(b.surface, left, top, right, bottom);
+    return true;
 }
 
 // Integer "over" of two coverages, ceiling color.a on overlap only; a first

@@ -34,11 +34,6 @@ float Weight(PXPaintBrush& b, float r, float x, float y, int col, int row) {
     return sum;
 }
 
-float Radius(float p, const PXPaintBrush& b) {
-    const float D = (p + (1.0f - p) * b.min_size) * b.size;
-    return D > 1.0f ? D * 0.5f : 0.5f;
-}
-
 }  // namespace
 
 PXPencil::PXPencil(PXSurface* s, PXTipFunction* t) : PXPaintBrush(s, t), grain(0.0f) {}
@@ -55,14 +50,11 @@ void PXTextureBrush::SetTexture(PXSurface* paper) {
 }
 
 float PXPencil::ApplyDab(float x, float y, float pressure) {
-    const float p = (float)std::pow((double)pressure, (double)pressure_gamma);
-    float r = Radius(p, *this);
+    const float p = pxdab::Curve(*this, pressure);
+    float r = pxdab::Radius(*this, p);
     int left, top, right, bottom;
-    if (!pxdab::Box(x, y, r, left, top, right, bottom))
+    if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
         return 0.0f;
-    if (use_jitter)
-        ApplyJitter(x, y, r, color);
-    pxdab::Clip(surface, right, bottom);
     // An opacity above 1.0 is meant: the core of the line saturates while
     // the thin edge stays soft.
     const float strength = (min_opacity * (1.0f - p) + p) * opacity;
@@ -94,14 +86,11 @@ float PXPencil::ApplyDab(float x, float y, float pressure) {
 }
 
 float PXDryMedia::ApplyDab(float x, float y, float pressure) {
-    const float p = (float)std::pow((double)pressure, (double)pressure_gamma);
-    float r = Radius(p, *this);
+    const float p = pxdab::Curve(*this, pressure);
+    float r = pxdab::Radius(*this, p);
     int left, top, right, bottom;
-    if (!pxdab::Box(x, y, r, left, top, right, bottom))
+    if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
         return 0.0f;
-    if (use_jitter)
-        ApplyJitter(x, y, r, color);
-    pxdab::Clip(surface, right, bottom);
     for (int row = top; row < bottom; ++row) {
         PXPixel* line = surface->pixels + (size_t)row * surface->stride;
         for (int col = left; col < right; ++col) {
@@ -121,13 +110,10 @@ float PXDryMedia::ApplyDab(float x, float y, float pressure) {
 }
 
 float PXTextureBrush::ApplyDab(float x, float y, float pressure) {
-    float r = Radius(pressure, *this);
+    float r = pxdab::Radius(*this, pressure);
     int left, top, right, bottom;
-    if (!pxdab::Box(x, y, r, left, top, right, bottom))
+    if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
         return 0.0f;
-    if (use_jitter)
-        ApplyJitter(x, y, r, color);
-    pxdab::Clip(surface, right, bottom);
     // Without paper, or with paper of no pixels, there is nothing to read.
     if (!texture || texture->width <= 0 || texture->height <= 0)
         return r;

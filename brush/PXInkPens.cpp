@@ -41,14 +41,10 @@ PXRectangle* PXFountainPen::EndStroke() {
 // Only half the pressure reaches the nib, so the dab never reaches full size.
 float PXFountainPen::ApplyDab(float x, float y, float pressure) {
     const float q = pressure * 0.5f;
-    const float D = (q + (1.0f - q) * min_size) * size;
-    float r = D > 1.0f ? D * 0.5f : 0.5f;
+    float r = pxdab::Radius(*this, q);
     int left, top, right, bottom;
-    if (!pxdab::Box(x, y, r, left, top, right, bottom))
+    if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
         return 0.0f;
-    if (use_jitter)
-        ApplyJitter(x, y, r, color);
-    pxdab::Clip(surface, right, bottom);
     const float S = (q + (1.0f - q) * min_opacity) * opacity;
     pxdab::SoftDisc(*this, x, y, r, S, left, top, right, bottom);
     return r;
@@ -115,11 +111,8 @@ PXNewMarkPen::~PXNewMarkPen() = default;
 float PXNewMarkPen::ApplyDab(float x, float y, float /*pressure*/) {
     float r = size > 1.0f ? size * 0.5f : 0.5f;
     int left, top, right, bottom;
-    if (!pxdab::Box(x, y, r, left, top, right, bottom))
+    if (!pxdab::Place(*this, x, y, r, left, top, right, bottom))
         return 0.0f;
-    if (use_jitter)
-        ApplyJitter(x, y, r, color);
-    pxdab::Clip(surface, right, bottom);
     if (r < 2.0f) {
         pxdab::SmallDab(*this, x, y, r, left, top, right, bottom);
         return r;

@@ -4,9 +4,15 @@
 #include <cstring>
 
 #include <cmath>
+#include <typeinfo>
 
+#include "brush/PXAirbrush.h"
+#include "brush/PXDryMedia.h"
+#include "brush/PXInkExtent.h"
+#include "brush/PXInkPens.h"
 #include "brush/PXPaintBaseJitterAngle.h"
 #include "brush/PXPaintBrush.h"
+#include "brush/PXPen.h"
 #include "pen/PXPenEngine.h"
 #include "pen/PX_PEN_API.h"
 
@@ -23,6 +29,35 @@ PXBrushEngine* Engine(void* handle) {
 PXPaintBrush* Brush(void* handle) {
     PXBrushEngine* e = Engine(handle);
     return e ? e->brush : nullptr;
+}
+
+// Brushes whose every write lies in a dab box they note (see PXInkExtent.h),
+// by exact class: a class derived from one of these may draw otherwise.
+bool NotesItsInk(const PXPaintBrush* b) {
+    const std::type_info& t = typeid(*b);
+    return t == typeid(PXPen) || t == typeid(PXFeltPen) || t == typeid(PXDigitalAirbrush) ||
+           t == typeid(PXGraffitiAirbrush) || t == typeid(PXFineSprayAirbrush) || t == typeid(PXFountainPen) ||
+           t == typeid(PXNewMarkPen) || t == typeid(PXCorrectPen) || t == typeid(PXHardErase) ||
+           t == typeid(PXSoftErase) || t == typeid(PXPencil) || t == typeid(PXOldCrayon) ||
+           t == typeid(PXDryMedia);
+}
+
+// Before a brush draws: one that does not note its ink has the whole stroke
+// surface noted for it.
+void NoteUnnoted(PXBrushEngine* e) {
+    if (!NotesItsInk(e->brush))
+        pxink::Note(e->stroke_surface, 0, 0, e->stroke_surface->width, e->stroke_surface->height);
+}
+
+// Clears the stroke surface: only the part dabs have written since the
+// last clear needs it, the rest is still zero.
+void ClearStroke(PXBrushEngine* e) {
+    PXSurface* s = e->stroke_surface;
+    const PXRectangle r = pxink::Take(s);
+    if (r.right <= r.left || r.bottom <= r.top)
+        return;
+    for (int row = r.top; row < r.bottom; ++row)
+        std::memset(s->pixels + (size_t)row * s->stride + r.left, 0, (size_t)(r.right - r.left) * sizeof(PXPixel));
 }
 
 void CopyRect(int* rect, const PXRectangle* r) {
@@ -98,6 +133,7 @@ void FillSurface(void* handle, int color) {
     PXBrushEngine* e = Engine(handle);
     if (!e)
         return;
+    pxink::Take(e->stroke_surface);  // all of it is cleared here
     e->stroke_surface->ResetScanColor(0);
     e->backing_surface->ResetScanColor(color);
     e->display_surface->ResetScanColor(color);
@@ -128,6 +164,7 @@ void StrokePoint(void* handle, int* rect, float x, float y, float pressure) {
     PXBrushEngine* e = Engine(handle);
     if (!e || !e->brush)
         return;
+    NoteUnnoted(e);
     const PXRectangle* dirty = e->brush->StrokePoint(x, y, pressure);
     e->brush->blend_out(e->display_surface, e->stroke_surface);
     CopyRect(rect, dirty);
@@ -139,9 +176,10 @@ void EndStroke(void* handle, int* rect) {
     PXBrushEngine* e = Engine(handle);
     if (!e || !e->brush)
         return;
+    NoteUnnoted(e);
     const PXRectangle* dirty = e->brush->EndStroke();
     e->brush->blend_out(e->display_surface, e->stroke_surface);
-    e->stroke_surface->ResetScanColor(0);
+    ClearStroke(e);
     CopyRect(rect, dirty);
 }
 
@@ -149,6 +187,7 @@ int DestroyEngine(void* handle) {
     PXBrushEngine* e = Engine(handle);
     if (!e)
         return 0;
+    pxink::Take(e->stroke_surface);  // its notes go with it
     delete e;
     return 1;
 }

@@ -90,8 +90,16 @@ public:
     std::map<std::string, double> ns;
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
-        for (const Run& r : runs)
-            ns[r.benchmark_name().substr(0, r.benchmark_name().find("/min_time"))] = r.GetAdjustedCPUTime();
+        for (const Run& r : runs) {
+            if (r.run_type != Run::RT_Iteration)
+                continue;
+            // Best of the repetitions (--benchmark_repetitions=N, interleaved
+            // with --benchmark_enable_random_interleaving=true).
+            const std::string name = r.benchmark_name().substr(0, r.benchmark_name().find("/min_time"));
+            const double v = r.GetAdjustedCPUTime();
+            if (!ns.count(name) || v < ns[name])
+                ns[name] = v;
+        }
     }
 };
 

@@ -131,3 +131,63 @@ TEST(GraffitiAirbrush, PressureFromSpeedAndDirection) {
 }
 
 }  // namespace
+
+namespace {
+
+// The soft disc as its rule states it, pixel by pixel over the whole
+// surface, with the integer accumulation: the reference for the lane code.
+void RuleSoftDab(PXSurface& s, const PXPaintBrush& b, float x, float y, float p) {
+    const float p2 = p * p;
+    const float D = (p2 + (1.0f - p2) * b.min_size) * b.size;
+    const float r = D > 1.0f ? D * 0.5f : 0.5f;
+    const float S = ((1.0f - p) * b.min_opacity + p) * b.opacity;
+    const float inner = (r - 0.2f) * (r - 0.2f), outer = (r + 0.8f) * (r + 0.8f);
+    for (int row = 0; row < s.height; ++row)
+        for (int col = 0; col < s.width; ++col) {
+            const float dx = (float)col + 0.5f - x, dy = (float)row + 0.5f - y;
+            const float d = dx * dx + dy * dy;
+            int a = 0;
+            if (inner > d)
+                a = (int)((double)S * std::sqrt(1.0 - (double)(d / (r * r))) * 255.0);
+            else if (outer > d)
+                a = (int)(((double)r + 0.8 - std::sqrt((double)d)) * (double)S * 51.0);
+            if (a <= 0)
+                continue;
+            PXPixel& px = s.pixels[row * s.stride + col];
+            if (px.a == 0) {
+                px = PXPixel(b.color.b, b.color.g, b.color.r, (uint8_t)a);
+            } else {
+                const int n = (px.a + a - ((px.a * (a + 1)) >> 8)) & 255;
+                px.a = (uint8_t)(n > b.color.a ? b.color.a : n);
+            }
+        }
+}
+
+// Random graffiti dabs (sizes, centres on and off every edge, pressures,
+// overlaps, two ink ceilings, ordinary and very strong opacities) must give
+// the rule's pixels.
+TEST(SoftDisc, LanesFollowTheRule) {
+    uint32_t seed = 11;
+    auto next = [&seed](float lo, float hi) {
+        seed = seed * 1664525u + 1013904223u;
+        return lo + (hi - lo) * (float)(seed >> 8) / 16777216.0f;
+    };
+    for (float opacity_hi : {1.6f, 100.0f}) {
+        PXSurface fast(41, 27), want(41, 27);
+        PXGraffitiAirbrush brush(&fast, new PXFlatTipFunction());
+        for (int i = 0; i < 1500; ++i) {
+            if (i % 40 == 0) {
+                fast.ResetScanColor(0);
+                want.ResetScanColor(0);
+            }
+            Preset(brush, next(0.5f, 45.0f), next(0.0f, 0.5f), next(0.1f, opacity_hi), next(0.0f, 1.0f));
+            brush.SetColor(9, 8, 7, i % 3 ? 255 : 140);
+            const float x = next(-10, 52), y = next(-10, 38), p = next(0, 1);
+            brush.ApplyDab(x, y, p);
+            RuleSoftDab(want, brush, x, y, p);
+            ASSERT_EQ(memcmp(fast.pixels, want.pixels, 41 * 27 * 4), 0) << i << " at " << x << "," << y;
+        }
+    }
+}
+
+}  // namespace

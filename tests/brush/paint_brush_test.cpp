@@ -206,36 +206,56 @@ struct Wrapped : T {
     float GetWeight(float& r, double d) override { return T::GetWeight(r, d); }
 };
 
+// One batch of random dabs: a surface of w x h, sizes and opacities drawn
+// from the given ranges.
+struct Batch {
+    int w, h, dabs;
+    float size_lo, size_hi, opacity_lo, opacity_hi;
+};
+
 template <class T>
-void SameAsPerPixelRule() {
+void SameAsPerPixelRule(const Batch& c) {
     uint32_t seed = 7;
     auto next = [&seed](float lo, float hi) {
         seed = seed * 1664525u + 1013904223u;
         return lo + (hi - lo) * (float)(seed >> 8) / 16777216.0f;
     };
-    PXSurface fast(37, 29), slow(37, 29);
+    PXSurface fast(c.w, c.h), slow(c.w, c.h);
     PXPen a(&fast, new T()), b(&slow, new Wrapped<T>());
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0; i < c.dabs; ++i) {
         if (i % 50 == 0) {
             fast.ResetScanColor(0);
             slow.ResetScanColor(0);
         }
-        const float size = next(0.5f, 30.0f), x = next(-12, 50), y = next(-12, 40), p = next(0, 1);
-        const float opacity = next(0.2f, 1.6f);
+        const float size = next(c.size_lo, c.size_hi), p = next(0, 1);
+        const float x = next(-12, c.w + 13), y = next(-12, c.h + 11);
+        const float opacity = next(c.opacity_lo, c.opacity_hi);
         for (PXPen* pen : {&a, &b}) {
             Preset(*pen, size, opacity, 0.3f);
             pen->SetColor(1, 2, 3, (unsigned char)(i * 37));
         }
         ASSERT_EQ(a.ApplyDab(x, y, p), b.ApplyDab(x, y, p));
-        ASSERT_EQ(memcmp(fast.pixels, slow.pixels, 37 * 29 * 4), 0) << i << " size " << size << " at " << x << "," << y;
+        ASSERT_EQ(memcmp(fast.pixels, slow.pixels, (size_t)c.w * c.h * 4), 0)
+            << i << " size " << size << " at " << x << "," << y;
         ASSERT_EQ(a.new_pixels, b.new_pixels);
     }
 }
 
 TEST(PaintBrushDab, ShortcutsMatchThePerPixelRule) {
-    SameAsPerPixelRule<PXFlatTipFunction>();
-    SameAsPerPixelRule<PXDullAntiAliasingTipFunction>();
-    SameAsPerPixelRule<PXLinearTipFunction2>();
+    // Ordinary dabs, many small ones (below radius 2), overlapping; then
+    // boxes wider than the fast loops' column tables and strengths past
+    // their error bound, which must fall back to the rule unchanged.
+    const Batch batches[] = {
+        {37, 29, 3000, 0.5f, 30.0f, 0.2f, 1.6f},
+        {23, 19, 3000, 0.5f, 5.0f, 0.2f, 1.6f},
+        {2100, 6, 40, 1000.0f, 5000.0f, 0.2f, 1.6f},
+        {37, 29, 300, 0.5f, 30.0f, 5000.0f, 9000.0f},
+    };
+    for (const Batch& c : batches) {
+        SameAsPerPixelRule<PXFlatTipFunction>(c);
+        SameAsPerPixelRule<PXDullAntiAliasingTipFunction>(c);
+        SameAsPerPixelRule<PXLinearTipFunction2>(c);
+    }
 }
 
 }  // namespace

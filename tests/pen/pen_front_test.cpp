@@ -327,4 +327,34 @@ TEST_F(Front, FusionDataToDisplay) {
     DestroyEngine(h);
 }
 
+// EndStroke leaves the stroke surface all zero whatever drew on it: brushes
+// that note their dab boxes (only those parts are cleared) and brushes that
+// do not (the chisel nib walks past its box; the bristle brush draws
+// triangles), also when the style changes in mid-stroke. The samples run off
+// every edge, with pressures past 1.
+TEST_F(Front, EndStrokeLeavesNoInkBehind) {
+    struct { int first, second; } cases[] = {{3, 3}, {6, 6}, {20, 20}, {1, 1}, {22, 22}, {12, 12},
+                                             {22, 3}, {12, 6}, {3, 22}};
+    std::vector<int> big(60 * 40);
+    std::vector<int> bristle(8 * 8, (int)0xFF0000FF);
+    for (auto& c : cases) {
+        void* h = Initialize(60, 40, big.data());
+        SetBristlDabImage(h, 8, 8, bristle.data());
+        for (int stroke = 0; stroke < 3; ++stroke) {
+            SetPenStyle(h, c.first);
+            BeginStroke(h);
+            int rect[4];
+            for (int i = 0; i < 40; ++i) {
+                if (i == 20)
+                    SetPenStyle(h, c.second);
+                const float t = (float)i / 39.0f;
+                StrokePoint(h, rect, 70.0f * t - 2.0f + stroke * 9, 48.0f * t * t, 0.2f + 2.0f * t);
+            }
+            EndStroke(h, rect);
+            EXPECT_TRUE(E(h)->stroke_surface->IsAllZero()) << c.first << " then " << c.second << ", " << stroke;
+        }
+        DestroyEngine(h);
+    }
+}
+
 }  // namespace

@@ -1,0 +1,192 @@
+// The flat tip's dabs eight columns at a time, for processors with AVX2:
+// the loops of PXDabLanes.cpp with the same operations and the same error
+// bounds, in 256-bit lanes. Only these functions are built for AVX2; they
+// are called only after HasAvx2.
+#include <cmath>
+#include <cstdlib>
+
+#include "PXDabInk.h"
+#include "PXTipWeights.h"
+
+#if defined(__x86_64__) || defined(__i386__)
+
+#include <immintrin.h>
+
+#define SP_AVX2 __attribute__((target("avx2")))
+
+namespace pxdab {
+
+// SP_NO_AVX2 in the environment keeps to the four-lane loops (the tests run
+// both).
+bool HasAvx2() {
+    static const bool has = __builtin_cpu_supports("avx2") && !std::getenv("SP_NO_AVX2");
+    return has;
+}
+
+// The weight of eight samples, as in SmallFlatDabLanes.
+SP_AVX2 static inline __m256 Weight8(__m256 d, __m256 rr, __m256 qq, __m256 q) {
+    const __m256 in = _mm256_cmp_ps(d, rr, _CMP_LE_OQ);
+    const __m256 out = _mm256_cmp_ps(d, qq, _CMP_GE_OQ);
+    const __m256 ringw = _mm256_mul_ps(_mm256_sub_ps(q, _mm256_sqrt_ps(d)), _mm256_set1_ps(0.5f));
+    const __m256 w = _mm256_or_ps(_mm256_and_ps(in, _mm256_set1_ps(1.0f)), _mm256_andnot_ps(in, ringw));
+    return _mm256_andnot_ps(_mm256_andnot_ps(in, out), w);
+}
+
+// SmallFlatDabLanes eight columns at a time, where the processor has AVX2:
+// a small dab's row is then one step. Same operations, same bound.
+SP_AVX2 void SmallFlatDab8(PXPaintBrush& b, float x, float y, float r, int left, int top, int right, int bottom) {
+    const int width = right - left;
+    Ink ink(b);
+    PXSurface* s = b.surface;
+    const float q = r + 1.0f;
+    const float qq = q * q;
+    alignas(32) float f0[kSmallColumns + 8], f1[kSmallColumns + 8];
+    for (int i = 0; i < width + 8; ++i) {
+        const float dx0 = (float)(left + i) + 0.25f - x, dx1 = (float)(left + i) + 0.75f - x;
+        f0[i] = dx0 * dx0;
+        f1[i] = dx1 * dx1;
+    }
+    const __m256 vrr = _mm256_set1_ps(r * r), vqq = _mm256_set1_ps(qq), vq = _mm256_set1_ps(q);
+    const __m256 two = _mm256_set1_ps(2.0f), margin = _mm256_set1_ps(1e-4f);
+    const __m256 no_sign = _mm256_castsi256_ps(_mm256_set1_epi32(0x7FFFFFFF));
+    for (int row = top; row < bottom; ++row)
+        __builtin_prefetch(s->pixels + (size_t)row * s->stride + left, 1);
+    for (int row = top; row < bottom; ++row) {
+        const float dy0 = (float)row + 0.25f - y, dy1 = (float)row + 0.75f - y;
+        const float e0 = dy0 * dy0, e1 = dy1 * dy1;
+        if (!((e0 < e1 ? e0 : e1) < qq))
+            continue;
+        PXPixel* line = s->pixels + (size_t)row * s->stride + left;
+        const __m256 ve0 = _mm256_set1_ps(e0), ve1 = _mm256_set1_ps(e1);
+        for (int i = 0; i < width; i += 8) {
+            const __m256 g0 = _mm256_load_ps(f0 + i), g1 = _mm256_load_ps(f1 + i);
+            const __m256 d00 = _mm256_add_ps(g0, ve0), d01 = _mm256_add_ps(g0, ve1);
+            const __m256 d10 = _mm256_add_ps(g1, ve0), d11 = _mm256_add_ps(g1, ve1);
+            const int lanes = width - i < 8 ? (1 << (width - i)) - 1 : 255;
+            __m256 sum = Weight8(d00, vrr, vqq, vq);
+            sum = _mm256_add_ps(sum, Weight8(d01, vrr, vqq, vq));
+            sum = _mm256_add_ps(sum, Weight8(d10, vrr, vqq, vq));
+            sum = _mm256_add_ps(sum, Weight8(d11, vrr, vqq, vq));
+            const __m256 far =
+                _mm256_cmp_ps(_mm256_and_ps(_mm256_sub_ps(sum, two), no_sign), margin, _CMP_GT_OQ);
+            int solid = _mm256_movemask_ps(_mm256_and_ps(far, _mm256_cmp_ps(sum, two, _CMP_GT_OQ))) & lanes;
+            for (int close = ~_mm256_movemask_ps(far) & lanes; close != 0; close &= close - 1) {
+                const int k = i + __builtin_ctz(close);
+                float exact = pxtip::Flat(r, (double)(f0[k] + e0));
+                exact += pxtip::Flat(r, (double)(f0[k] + e1));
+                exact += pxtip::Flat(r, (double)(f1[k] + e0));
+                exact += pxtip::Flat(r, (double)(f1[k] + e1));
+                if (!(exact * 255.0 * 0.25 <= 127.5))
+                    solid |= 1 << (k - i);
+            }
+            for (; solid != 0; solid &= solid - 1)
+                ink.Solid(line[i + __builtin_ctz(solid)]);
+        }
+    }
+    b.new_pixels += ink.fresh;
+}
+
+
+// AccumulateLanes of eight pixels.
+SP_AVX2 static inline void AccumulateLanes8(Ink& ink, PXPixel* px, __m256i a) {
+    const __m256i zero = _mm256_setzero_si256(), low24 = _mm256_set1_epi32(0x00FFFFFF);
+    const __m256i byte = _mm256_set1_epi32(255), vcap = _mm256_set1_epi32(ink.cap);
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(px));
+    const __m256i A = _mm256_srli_epi32(v, 24);
+    const __m256i prod = _mm256_mullo_epi32(A, _mm256_add_epi32(a, _mm256_set1_epi32(1)));
+    __m256i n = _mm256_and_si256(_mm256_sub_epi32(_mm256_add_epi32(A, a), _mm256_srai_epi32(prod, 8)), byte);
+    n = _mm256_min_epi32(n, vcap);  // both within 0..255
+    const __m256i over = _mm256_or_si256(_mm256_and_si256(v, low24), _mm256_slli_epi32(n, 24));
+    const __m256i first = _mm256_or_si256(_mm256_set1_epi32((int)(ink.word & 0x00FFFFFFu)),
+                                          _mm256_slli_epi32(_mm256_and_si256(a, byte), 24));
+    const __m256i empty = _mm256_cmpeq_epi32(A, zero);
+    const __m256i inked = _mm256_cmpgt_epi32(a, zero);
+    const __m256i res = _mm256_blendv_epi8(over, first, empty);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(px), _mm256_blendv_epi8(v, res, inked));
+    const int m = _mm256_movemask_ps(_mm256_castsi256_ps(_mm256_and_si256(inked, empty)));
+    ink.fresh += (int)((0x4332322132212110ull >> (4 * (m & 15))) & 15) +
+                 (int)((0x4332322132212110ull >> (4 * (m >> 4))) & 15);
+}
+
+// LargeFlatDabLanes eight columns at a time, where the processor has AVX2;
+// same operations, same bound.
+SP_AVX2 void LargeFlatDab8(PXPaintBrush& b, float x, float y, float r, double S, int left, int top, int right,
+                           int bottom) {
+    const int width = right - left;
+    Ink ink(b);
+    PXSurface* s = b.surface;
+    const float rr = r * r;
+    const float q = r + 1.0f;
+    const float qq = q * q;
+    const int full = (int)((double)1.0f * S);
+    alignas(32) float fx[kMaxColumns + 8];
+    int m = 0;
+    for (int i = 0; i < width + 8; ++i) {
+        const float dx = (float)(left + i) + 0.5f - x;
+        fx[i] = dx * dx;
+        if (i < width && fx[i] < fx[m])
+            m = i;
+    }
+    const float eps = (float)(std::fabs(S) * (2.0 * q + 8.0) * 0x1p-25 + 0x1p-20);
+    const __m256 vq = _mm256_set1_ps(q), half = _mm256_set1_ps(0.5f), vS = _mm256_set1_ps((float)S);
+    const __m256 veps = _mm256_set1_ps(eps), vrr = _mm256_set1_ps(rr);
+    const __m256i vfull = _mm256_set1_epi32(full), lane = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
+    for (int row = top; row < bottom; ++row)
+        for (int i = 0; i < width; i += 16)
+            __builtin_prefetch(s->pixels + (size_t)row * s->stride + left + i, 1);
+    int lo = m, hi = m + 1;
+    for (int row = top; row < bottom; ++row) {
+        const float dy = (float)row + 0.5f - y;
+        const float dy2 = dy * dy;
+        if (!(fx[m] + dy2 < qq))
+            continue;
+        PXPixel* line = s->pixels + (size_t)row * s->stride + left;
+        lo = lo < m ? lo : m;
+        hi = hi > m ? hi : m + 1;
+        while (lo > 0 && fx[lo - 1] + dy2 < qq)
+            --lo;
+        while (!(fx[lo] + dy2 < qq))
+            ++lo;
+        while (hi < width && fx[hi] + dy2 < qq)
+            ++hi;
+        while (!(fx[hi - 1] + dy2 < qq))
+            --hi;
+        const __m256 vdy2 = _mm256_set1_ps(dy2);
+        for (int i = lo; i < hi; i += 8) {
+            const int n = hi - i < 8 ? hi - i : 8;
+            const __m256 d = _mm256_add_ps(_mm256_loadu_ps(fx + i), vdy2);
+            const __m256 in = _mm256_cmp_ps(d, vrr, _CMP_LE_OQ);
+            __m256i a = vfull;
+            if (_mm256_movemask_ps(in) != 255) {
+                const __m256 af = _mm256_mul_ps(_mm256_mul_ps(_mm256_sub_ps(vq, _mm256_sqrt_ps(d)), half), vS);
+                const __m256i below = _mm256_cvttps_epi32(_mm256_sub_ps(af, veps));
+                const __m256i above = _mm256_cvttps_epi32(_mm256_add_ps(af, veps));
+                a = _mm256_blendv_epi8(below, vfull, _mm256_castps_si256(in));
+                const int unsure = ~(_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(below, above))) |
+                                     _mm256_movemask_ps(in)) & ((1 << n) - 1);
+                if (unsure) {
+                    alignas(32) int v[8];
+                    _mm256_store_si256(reinterpret_cast<__m256i*>(v), a);
+                    for (int k = 0; k < n; ++k)
+                        if (unsure >> k & 1)
+                            v[k] = (int)((double)pxtip::Flat(r, (double)(fx[i + k] + dy2)) * S);
+                    a = _mm256_load_si256(reinterpret_cast<const __m256i*>(v));
+                }
+            }
+            if (i + 8 <= width) {
+                AccumulateLanes8(ink, line + i, _mm256_and_si256(a, _mm256_cmpgt_epi32(_mm256_set1_epi32(n), lane)));
+            } else {
+                alignas(32) int v[8];
+                _mm256_store_si256(reinterpret_cast<__m256i*>(v), a);
+                for (int k = 0; k < n; ++k)
+                    if (v[k] > 0)
+                        ink.Accumulate(line[i + k], v[k]);
+            }
+        }
+    }
+    b.new_pixels += ink.fresh;
+}
+
+}  // namespace pxdab
+
+#endif
