@@ -22,8 +22,8 @@ PXBrushEngine* Engine(void* handle) {
     return static_cast<PXBrushEngine*>(handle);
 }
 
-// The brush in use. It is null only after a style whose brush is not built
-// was selected; such a style then draws nothing rather than crashing.
+// The brush in use. It is null only after style 9 or 14, which have no
+// brush; those styles then draw nothing rather than crashing.
 PXPaintBrush* Brush(void* handle) {
     PXBrushEngine* e = Engine(handle);
     return e ? e->brush : nullptr;
