@@ -46,8 +46,8 @@ float PXSmudgeBrush::ApplyDab(float x, float y, float pressure, float angle) {
     // The source lies behind the dab. Its right and bottom edges stop one short
     // of the surface's last column and row, which are never picked up.
     const int sl = std::max(left - ox, 0), st = std::max(top - oy, 0);
-    const int sr = std::min(sl + box_w, surface->width - 1);
-    const int sb = std::min(st + box_h, surface->height - 1);
+    const int sr = (int)std::min<int64_t>((int64_t)sl + box_w, surface->width - 1);
+    const int sb = (int)std::min<int64_t>((int64_t)st + box_h, surface->height - 1);
     for (int r = st; r < sb; ++r) {
         const PXPixel* src = surface->Row(r);
         PXPixel* dst = dab_image->Row(r - st);  // rows clamped, columns run on
