@@ -137,36 +137,31 @@ TEST_F(Front, BristleDabImage) {
 }
 
 // Every style of the table leaves marks on the white display through the flat
-// calls alone (the erasers by clearing its alpha); the pattern styles only once
-// SetPatternDabImage has given them a pattern.
+// calls alone (the erasers clear its alpha); the pattern styles only once
+// SetPatternDabImage has given them, not the other one, a pattern.
 TEST_F(Front, EveryStyleDraws) {
-    std::vector<int> hairs(16, 0xFF);
+    std::vector<int> hairs(16, 0xFF), px(40 * 30);
     const std::vector<unsigned char> grey(8 * 8, 255);
     for (int style = 0; style <= 24; ++style) {
         if (style == 8 || style == 9 || style == 14)
             continue;
-        std::vector<int> px(40 * 30);
         void* h = Initialize(40, 30, px.data());
         SetColor(h, 0x40, 0x30, 0x20, 255);
         SetPenStyle(h, style);
         SetBristlDabImage(h, 4, 4, hairs.data());
-        auto stroke = [&] {
-            int rect[4];
+        SetPatternDabImage(h, style == 23 ? 24 : 23, 8, 8, grey.data());
+        for (int pass = style == 23 || style == 24 ? 0 : 1; pass < 2; ++pass) {
+            if (pass)
+                SetPatternDabImage(h, style, 8, 8, grey.data());
+            int rect[4], marked = 0;
             BeginStroke(h);
             for (int i = 0; i <= 10; ++i)
                 StrokePoint(h, rect, 5.0f + 3.0f * i, 15.0f, 0.8f);
             EndStroke(h, rect);
-            int marked = 0;
             for (int w : px)
                 marked += (uint32_t)w != 0xFFFFFFFFu;
-            return marked;
-        };
-        if (style == 23 || style == 24) {
-            SetPatternDabImage(h, style == 23 ? 24 : 23, 8, 8, grey.data());  // the other brush
-            EXPECT_EQ(stroke(), 0) << style;
-            SetPatternDabImage(h, style, 8, 8, grey.data());
+            EXPECT_EQ(marked > 0, pass == 1) << style;
         }
-        EXPECT_GT(stroke(), 0) << style;
         DestroyEngine(h);
     }
 }
