@@ -7,9 +7,11 @@
 
 #include "brush/PXAirbrush.h"
 #include "brush/PXDryMedia.h"
+#include "brush/PXFilterBrushes.h"
 #include "brush/PXInkPens.h"
 #include "brush/PXPaintBaseJitterAngle.h"
 #include "brush/PXPaintBrush.h"
+#include "brush/PXPatternBrush.h"
 #include "brush/PXPen.h"
 #include "brush/PXTipFunction.h"
 
@@ -39,6 +41,14 @@ void Apply(PXPaintBrush* b, const Preset& p, int width, int height) {
     b->canvas_area = width * height;
 }
 
+// The float with bits 0xFF7FFFEE, about -3.4e38.
+float SmudgeSpacing() {
+    const uint32_t bits = 0xFF7FFFEEu;
+    float f;
+    std::memcpy(&f, &bits, sizeof f);
+    return f;
+}
+
 void White(PXPaintBrush* b) {
     b->color.b = b->color.g = b->color.r = b->color.a = 255;
 }
@@ -53,9 +63,7 @@ void Release(T*& p) {
 
 }  // namespace
 
-// Rows in the order they are built. The smudge, blur, sharpen and
-// pattern rows have no brush class yet: their
-// members stay null, and selecting their styles is the caller's risk.
+// Rows in the order they are built.
 void PXBrushEngine::InitBrush(int w, int h) {
     PXSurface* s = stroke_surface;
     //                   size  min_s  opac   min_o  spacing  min_sp fade?  fade gamma
@@ -105,9 +113,20 @@ void PXBrushEngine::InitBrush(int w, int h) {
     Apply(bristle_brush, {52.0f, 0.05f, 1.0f, 1.0f, 0.2f, 0.0f, true, 2.0f, 1.0f}, w, h);
     bristle_brush->use_jitter = true;
 
+    // A spacing factor so far below zero that every step is min_spacing: the
+    // smudge moves a fixed 2.8 pixels per dab. Its dab_image is a scratch copy.
+    smudge_brush = new PXSmudgeBrush(s, new PXLinearTipFunction());
+    Apply(smudge_brush, {32.0f, 1.0f, 1.0f, 1.0f, SmudgeSpacing(), 2.8f, true, 2.0f, 1.0f}, w, h);
+
     old_crayon = new PXOldCrayon(s, new PXLinearTipFunction());
     Apply(old_crayon, {15.0f, 0.5f, 0.58f, 0.3f, 0.2f, 0.0f, true, 2.0f, 1.0f}, w, h);
     old_crayon->grain = 0.6f;
+
+    blur_brush = new PXBlurBrush(s, new PXLinearTipFunction());
+    Apply(blur_brush, {32.0f, 1.0f, 0.2f, 0.0f, 0.2f, 0.0f, true, 2.0f, 1.0f}, w, h);
+
+    sharpen_brush = new PXSharpenBrush(s, new PXLinearTipFunction());
+    Apply(sharpen_brush, {32.0f, 1.0f, 0.2f, 0.0f, 0.2f, 0.0f, true, 2.0f, 1.0f}, w, h);
 
     fountain_pen = new PXFountainPen(s, new PXDullAntiAliasingTipFunction());
     Apply(fountain_pen, {3.0f, 0.1f, 0.6f, 1.0f, 0.12f, 1.0f, false, 0.0f, 1.0f}, w, h);
@@ -118,6 +137,13 @@ void PXBrushEngine::InitBrush(int w, int h) {
     correct_pen = new PXCorrectPen(s, new PXFlatTipFunction());
     Apply(correct_pen, {15.0f, 0.0f, 1.0f, 0.0f, 0.12f, 0.0f, false, 0.0f, 1.0f}, w, h);
     correct_pen->correct_level = 1;
+
+    // No pattern until SetPatternDabImage gives one: they draw nothing.
+    pattern_brush_a = new PXPatternBrush(s, new PXDullAntiAliasingTipFunction());
+    Apply(pattern_brush_a, {52.0f, 1.0f, 1.0f, 1.0f, 0.02f, 0.0f, false, 0.0f, 1.0f}, w, h);
+
+    pattern_brush_b = new PXPatternBrush(s, new PXDullAntiAliasingTipFunction());
+    Apply(pattern_brush_b, {52.0f, 1.0f, 1.0f, 1.0f, 0.02f, 0.0f, false, 0.0f, 1.0f}, w, h);
 
     brush = graffiti_airbrush;
 }
@@ -141,11 +167,12 @@ PXPaintBrush* PXBrushEngine::BrushOfStyle(int style) const {
     case 1: return pencil;
     case 4: return old_crayon;
     case 16: return dry_media;
-    // Styles whose brush class is not built yet: smudge, blur, sharpen and
-    // the two pattern brushes.
     case 12: return bristle_brush;
-    case 17: case 18: case 19: case 23: case 24:
-        return nullptr;
+    case 17: return smudge_brush;
+    case 18: return blur_brush;
+    case 19: return sharpen_brush;
+    case 23: return pattern_brush_a;
+    case 24: return pattern_brush_b;
     default: return felt_pen;  // 0, 13 and every number outside 1..24
     }
 }
@@ -161,13 +188,13 @@ PXBrushEngine::~PXBrushEngine() {
     Release(soft_erase);
     Release(dry_media);
     Release(bristle_brush);
-    smudge_brush = nullptr;   // not built yet
+    Release(smudge_brush);
     Release(new_mark_pen);
     Release(fountain_pen);
     Release(re_fountain_pen);
     Release(correct_pen);
-    pattern_brush_a = nullptr;  // not built yet
-    pattern_brush_b = nullptr;  // not built yet
+    Release(pattern_brush_a);
+    Release(pattern_brush_b);
     // A borrowed surface (the display) leaves the caller's pixels alone.
     Release(backing_surface);
     Release(display_surface);

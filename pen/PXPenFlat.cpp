@@ -11,8 +11,10 @@
 #include "brush/PXInkExtent.h"
 #include "brush/PXInkPens.h"
 #include "brush/PXPaintBaseJitterAngle.h"
+#include "bitmap/LHBmp.h"
 #include "brush/PXPaintBrush.h"
 #include "brush/PXPen.h"
+#include "brush/PXPatternBrush.h"
 #include "pen/PXPenEngine.h"
 #include "pen/PX_PEN_API.h"
 
@@ -24,8 +26,8 @@ PXBrushEngine* Engine(void* handle) {
     return static_cast<PXBrushEngine*>(handle);
 }
 
-// The brush in use. It is null only after a style whose brush is not built
-// was selected; such a style then draws nothing rather than crashing.
+// The brush in use. It is null only after style 9 or 14, which have no
+// brush; those styles then draw nothing rather than crashing.
 PXPaintBrush* Brush(void* handle) {
     PXBrushEngine* e = Engine(handle);
     return e ? e->brush : nullptr;
@@ -209,6 +211,19 @@ void SetBristlDabImage(void* handle, int width, int height, int* pixels) {
     b->dab_image = image;
     // The height is squared as an integer, the rest in float.
     b->dab_diagonal = std::sqrt((float)width * (float)width + (float)(height * height));
+}
+
+void SetPatternDabImage(void* handle, int style, int width, int height, const unsigned char* bits) {
+    PXBrushEngine* e = Engine(handle);
+    if (!e || !bits || width < 1 || height < 1)
+        return;
+    PXPatternBrush* b = style == 23 ? e->pattern_brush_a : style == 24 ? e->pattern_brush_b : nullptr;
+    if (!b)
+        return;
+    CLHBmp8* p = new CLHBmp8(width, height, (width + 3) & ~3);
+    for (int y = 0; y < height; ++y)
+        std::memcpy(p->bits + (size_t)y * p->stride, bits + (size_t)y * width, (size_t)width);
+    b->SetPattern(p);
 }
 
 void ResetScan(void* handle, int* scan) {

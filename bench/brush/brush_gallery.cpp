@@ -20,6 +20,9 @@ struct Style {
     int number;
     const char* name;
     bool erases;  // shown over a band of felt ink so that what it takes away shows
+    // Blur, sharpen and smudge rework what the running stroke holds, so they
+    // are drawn in the same unended stroke as three bars of felt ink.
+    bool reworks = false;
 };
 const Style kStyles[] = {
     {3, "PXPen", false},
@@ -37,6 +40,11 @@ const Style kStyles[] = {
     {4, "PXOldCrayon", false},
     {16, "PXDryMedia", false},
     {12, "PXBristleBrush", false},
+    {17, "PXSmudgeBrush", false, true},
+    {18, "PXBlurBrush", false, true},
+    {19, "PXSharpenBrush", false, true},
+    {23, "PXPatternBrush (rings)", false},
+    {24, "PXPatternBrush (hatch)", false},
 };
 
 struct Sample {
@@ -66,6 +74,37 @@ void Stroke(void* h, const std::vector<Sample>& s) {
     EndStroke(h, rect);
 }
 
+// The two stamp patterns, 48 x 48 grey: soft concentric rings, and a
+// diagonal hatch, both inside a disc.
+std::vector<unsigned char> Pattern(bool rings) {
+    const int side = 48;
+    std::vector<unsigned char> g((size_t)side * side, 0);
+    for (int y = 0; y < side; ++y)
+        for (int x = 0; x < side; ++x) {
+            const double r = std::hypot(x + 0.5 - side / 2.0, y + 0.5 - side / 2.0);
+            if (r >= side / 2.0)
+                continue;
+            const double v = rings ? 0.5 + 0.5 * std::cos(r * 0.9) : ((x + y) % 12 < 4 ? 1.0 : 0.0);
+            g[(size_t)y * side + x] = (unsigned char)(v * 255.0);
+        }
+    return g;
+}
+
+// Three upright bars of red, green and blue felt ink across the signature's
+// path, each a stroke left open so that its ink stays on the stroke surface.
+void Bars(void* h) {
+    const unsigned char bgr[3][3] = {{0x20, 0x20, 0xD0}, {0x30, 0xA0, 0x30}, {0xD0, 0x50, 0x20}};
+    SetPenStyle(h, 2);
+    SetSize(h, 26.0f);
+    int rect[4];
+    for (int i = 0; i < 3; ++i) {
+        SetColor(h, bgr[i][0], bgr[i][1], bgr[i][2], 255);
+        BeginStroke(h);
+        for (int y = 8; y <= 132; y += 4)
+            StrokePoint(h, rect, 80.0f + 100.0f * i, (float)y, 1.0f);
+    }
+}
+
 // The display buffer as the window would show it, over white.
 QImage OverWhite(const std::vector<int>& pixels, int w, int h) {
     QImage img((const uchar*)pixels.data(), w, h, w * 4, QImage::Format_ARGB32);
@@ -89,7 +128,11 @@ QImage Panel(const Style& st, const std::vector<Sample>& sig) {
         SetSize(h, 60.0f);
         Stroke(h, band);
     }
+    if (st.reworks)
+        Bars(h);
     SetPenStyle(h, st.number);
+    if (st.number == 23 || st.number == 24)
+        SetPatternDabImage(h, st.number, 48, 48, Pattern(st.number == 23).data());
     // The image must outlive the brush's use of it.
     static std::vector<int> dab = BristleDab(24);
     if (st.number == 12)

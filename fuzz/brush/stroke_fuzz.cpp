@@ -3,20 +3,43 @@
 // behaviour are what the sanitizers report; the display buffer is malloc'd to
 // its exact size so a write past any surface is caught.
 //
+// Smudge, blur and sharpen keep a 128 x 128 scratch image and nothing checks
+// a dab against it: a dab box wider than 128 pixels writes past it. Their box
+// is cut to the surface first, so the sides here (at most 48) keep every dab
+// below that bound whatever size the input asks for.
+//
 // Input: style byte, width byte, height byte, then 7-byte records:
 // op, x (2 bytes), y (2 bytes), pressure (2 bytes). The op (mod 16) picks
-// EndStroke, BeginStroke, SetSize, SetPenStyle, a bristle dab image, a piece
-// of recorded ink, or else a sample.
+// EndStroke, BeginStroke, SetSize, SetPenStyle, a new pattern for a pattern
+// brush (sides from the y and pressure fields), a bristle dab image, a piece
+// of recorded ink, or else a sample. A height byte with its top bit set gives
+// both pattern brushes a pattern at the start.
 #include <cfloat>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
+#include "brush/PXDryMedia.h"
+#include "brush/PXFilterBrushes.h"
+#include "pen/PXPenEngine.h"
 #include "pen/PX_PEN_API.h"
 
 namespace {
 
-const int kStyles[] = {2, 3, 5, 6, 7, 10, 11, 15, 20, 21, 22, 0, 13, 99, -4, 1, 4, 16, 12};
+const int kStyles[] = {2, 3, 5, 6, 7, 10, 11, 15, 20, 21, 22, 0, 13, 99, -4, 1, 4, 16, 12, 17, 18, 19, 23, 24};
+
+// A grey pattern of w x h bytes drawn from seed: zero runs and full bytes
+// both occur, so the stamp's skip and both ink rules are reached.
+void GivePattern(void* e, int style, int w, int h, unsigned seed) {
+    unsigned char* g = (unsigned char*)std::malloc((size_t)w * h);
+    for (int i = 0; i < w * h; ++i) {
+        seed = seed * 1103515245u + 12345u;
+        const unsigned v = seed >> 24;
+        g[i] = (unsigned char)(v < 64 ? 0 : v > 192 ? 255 : v);
+    }
+    SetPatternDabImage(e, style, w, h, g);
+    std::free(g);
+}
 
 // Extremes that the 16-bit codes above 0xF000 pick: negative, zero and
 // subnormal, on and past the edges, and large but finite values (no NaN or
@@ -66,6 +89,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     void* e = Initialize(w, h, pixels);
     SetColor(e, 0x10, 0x20, 0x30, (unsigned char)(data[0] | 0x0F));
     SetPenStyle(e, style);
+    if (data[2] & 0x80) {
+        GivePattern(e, 23, 1 + data[1] % 64, 1 + data[2] % 64, data[0]);
+        GivePattern(e, 24, 1 + data[2] % 64, 1 + data[1] % 64, data[1]);
+    }
     int rect[4];
     BeginStroke(e);
     for (size_t i = 3; i + 7 <= size; i += 7) {
@@ -85,6 +112,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             break;
         case 3:
             SetPenStyle(e, kStyles[cx % (sizeof kStyles / sizeof kStyles[0])]);
+            break;
+        case 4:
+            GivePattern(e, 23 + (cx & 1), 1 + cy % 64, 1 + cp % 64, cx);
             break;
         case 14:
             // The bristle brush draws only with a dab image; any size up to
@@ -106,7 +136,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
     }
     EndStroke(e, rect);
+    // The engine leaves the crayon, blur and sharpen brushes behind on purpose
+    // (two 64 KB scratch images among them). Freed here, so that a long run
+    // keeps its memory flat and every input balances its allocations: any
+    // other leak then shows at once.
+    PXBrushEngine* engine = static_cast<PXBrushEngine*>(e);
+    PXPaintBrush* kept[] = {engine->old_crayon, engine->blur_brush, engine->sharpen_brush};
     DestroyEngine(e);
+    for (PXPaintBrush* b : kept)
+        delete b;
     std::free(pixels);
     return 0;
 }

@@ -10,8 +10,10 @@
 
 #include "brush/PXAirbrush.h"
 #include "brush/PXDryMedia.h"
+#include "brush/PXFilterBrushes.h"
 #include "brush/PXInkPens.h"
 #include "brush/PXPaintBaseJitterAngle.h"
+#include "brush/PXPatternBrush.h"
 #include "brush/PXPen.h"
 #include "pen/PXPenEngine.h"
 #include "pen/PX_PEN_API.h"
@@ -146,6 +148,8 @@ TEST_F(Front, StylesColourAndSize) {
         {7, e->fine_spray_airbrush}, {10, e->hard_erase}, {11, e->soft_erase}, {15, e->new_mark_pen},
         {20, e->fountain_pen}, {21, e->correct_pen}, {22, e->re_fountain_pen},
         {1, e->pencil}, {4, e->old_crayon}, {16, e->dry_media}, {12, e->bristle_brush},
+        {17, e->smudge_brush}, {18, e->blur_brush}, {19, e->sharpen_brush},
+        {23, e->pattern_brush_a}, {24, e->pattern_brush_b},
         {0, e->felt_pen}, {13, e->felt_pen}, {25, e->felt_pen}, {-1, e->felt_pen}, {3, e->pen},
     };
     for (auto& r : rows) {
@@ -190,6 +194,36 @@ TEST_F(Front, BristleDabImage) {
     EXPECT_GT(b->DrawLine({4, 3, 1, 0, 0}, {4, 3, 1, 0, 0}, 0.0f), 0.0f);
     EXPECT_GT(b->new_pixels, 0);
     DestroyEngine(h);
+}
+
+// Every style of the table leaves marks on the white display through the flat
+// calls alone (the erasers clear its alpha); the pattern styles only once
+// SetPatternDabImage has given them, not the other one, a pattern.
+TEST_F(Front, EveryStyleDraws) {
+    std::vector<int> hairs(16, 0xFF), px(40 * 30);
+    const std::vector<unsigned char> grey(8 * 8, 255);
+    for (int style = 0; style <= 24; ++style) {
+        if (style == 8 || style == 9 || style == 14)
+            continue;
+        void* h = Initialize(40, 30, px.data());
+        SetColor(h, 0x40, 0x30, 0x20, 255);
+        SetPenStyle(h, style);
+        SetBristlDabImage(h, 4, 4, hairs.data());
+        SetPatternDabImage(h, style == 23 ? 24 : 23, 8, 8, grey.data());
+        for (int pass = style == 23 || style == 24 ? 0 : 1; pass < 2; ++pass) {
+            if (pass)
+                SetPatternDabImage(h, style, 8, 8, grey.data());
+            int rect[4], marked = 0;
+            BeginStroke(h);
+            for (int i = 0; i <= 10; ++i)
+                StrokePoint(h, rect, 5.0f + 3.0f * i, 15.0f, 0.8f);
+            EndStroke(h, rect);
+            for (int w : px)
+                marked += (uint32_t)w != 0xFFFFFFFFu;
+            EXPECT_EQ(marked > 0, pass == 1) << style;
+        }
+        DestroyEngine(h);
+    }
 }
 
 TEST_F(Front, PenSetAndBackground) {

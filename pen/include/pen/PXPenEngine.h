@@ -70,6 +70,6 @@ public:
     void InitBrush(int width, int height);
 
     // The member a pen style selects; style 8 gives the current brush. Null
-    // for a style whose brush is not built.
+    // for styles 9 and 14, which have none.
     PXPaintBrush* BrushOfStyle(int style) const;
 };

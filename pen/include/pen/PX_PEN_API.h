@@ -64,6 +64,11 @@ void FusionDataToDisplay(void *handle, int *data, int count);
 // apart. The pixels stay the caller's and must outlive the brush's use; the
 // wrapper made over them is never released, also when a later call replaces it.
 void SetBristlDabImage(void *handle, int width, int height, int *pixels);
+// Hands the pattern brush of style 23 or 24 a grey pattern of width * height
+// bytes, rows width apart (255 full ink, 0 none). The bytes are copied into a
+// bitmap that the brush owns from then on; the former pattern and its scaled
+// levels are released. Other styles, a side below 1 or null bytes: nothing.
+void SetPatternDabImage(void *handle, int style, int width, int height, const unsigned char *bits);
 
 void *API_Initialize(int width, int height, int *pixels);
 void API_SetColor(void *handle, unsigned char b, unsigned char g, unsigned char r, unsigned char a);
