@@ -10,8 +10,8 @@
 //
 // Input: style byte, width byte, height byte, then 7-byte records:
 // op, x (2 bytes), y (2 bytes), pressure (2 bytes). The op (mod 16) picks
-// EndStroke, BeginStroke, SetSize, SetPenStyle, a new pattern for a pattern
-// brush (sides from the y and pressure fields), a bristle dab image, a piece
+// EndStroke, BeginStroke, SetSize, SetPenStyle, a new pattern (op 13) for a
+// pattern brush (sides from the y and pressure fields), a bristle dab image, a piece
 // of recorded ink, or else a sample. A height byte with its top bit set gives
 // both pattern brushes a pattern at the start.
 #include <cfloat>
@@ -113,7 +113,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         case 3:
             SetPenStyle(e, kStyles[cx % (sizeof kStyles / sizeof kStyles[0])]);
             break;
-        case 4:
+        case 13:
             GivePattern(e, 23 + (cx & 1), 1 + cy % 64, 1 + cp % 64, cx);
             break;
         case 14:
