@@ -1,0 +1,42 @@
+// Vector kernels for the hot loops, built for processors past the x86-64
+// baseline and chosen at run time; every caller keeps its plain loop for the
+// others. Each kernel gives the plain loop's bytes exactly: same integer
+// formulas lane by lane, divisions by a fixed k as multiply-and-shift where
+// the operands are small enough for that to be exact.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace lhbmp {
+
+// SSE4.1 (with SSSE3) present: the kernels below may run.
+bool haveSse41();
+// AVX2 present.
+bool haveAvx2();
+
+// The reduction scan of one 32-bit row. Output o sums the source pixels
+// begin[o] .. close[o]-1 plus the carry of output o-1, weighs in pixel
+// close[o] by kp[o] = k - pos[o], adds the result >> 12 to its cell
+// (cells run backward when neg) and carries floor(q * pos[o] / k),
+// taken as (q * carryMul[o]) >> 20.
+void shrinkScan4(const unsigned char* src, unsigned int* line, int dst, bool neg, const int* begin, const int* close,
+                 const uint32_t* kp, const uint32_t* carryMul, size_t outs, uint32_t k);
+
+// The same for an 8-bit row whose outputs from 1 on take `stride` pixels
+// each (the last one weighted); outputs from `from` in blocks of four while
+// the 16 bytes at begin[o] lie inside the row. Returns where it stopped.
+size_t shrinkScan1Stride(const unsigned char* src, int srcCount, unsigned int* line, int dst, bool neg,
+                         const int* begin, const int* close, const uint32_t* kp, const uint32_t* carryMul,
+                         size_t from, size_t outs, uint32_t k, int stride);
+
+// The closing of one output row of the vertical reduction over `cells`
+// 32-bit cells (a multiple of four is done; returns how many):
+//   acc += line * part / k; out = low byte of acc * k >> 12;
+//   acc = line * over / k; line = 0
+// with the divisions as (line * mul) >> 22 (line below 1024). swap: bytes
+// 0 and 2 of each four change places.
+size_t shrinkClose(unsigned int* acc, unsigned int* line, unsigned char* out, size_t cells, uint32_t partMul,
+                   uint32_t overMul, uint32_t k, bool swap);
+
+} // namespace lhbmp
