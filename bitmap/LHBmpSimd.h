@@ -40,3 +40,19 @@ size_t shrinkClose(unsigned int* acc, unsigned int* line, unsigned char* out, si
                    uint32_t overMul, uint32_t k, bool swap);
 
 } // namespace lhbmp
+
+namespace lhbmp {
+
+// The vertical blend of the bilinear scaler, 16 bytes at a time from i while
+// they fit below end: v = (a * (65536 - fy) + b * fy) >> 8. Returns where it
+// stopped.
+size_t normalBlendRows(const unsigned char* a, const unsigned char* b, uint16_t* v, size_t i, size_t end, uint32_t fy);
+
+// The horizontal pass over blended 32-bit rows, four outputs at a time:
+// output o interpolates the four values at xs[o] (at xs[o] - 1 and back
+// when neg) by the weight fw[8 * o] (repeated eight times):
+// (cur * (65536 - f) + next * f) >> 24. Returns how many outputs it wrote.
+size_t normalLine4(const uint16_t* v, const uint32_t* xs, const uint16_t* fw, size_t count, unsigned char* dst,
+                   bool neg, bool swap);
+
+} // namespace lhbmp
