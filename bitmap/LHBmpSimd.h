@@ -56,3 +56,17 @@ size_t normalLine4(const uint16_t* v, const uint32_t* xs, const uint16_t* fw, si
                    bool neg, bool swap);
 
 } // namespace lhbmp
+
+namespace lhbmp {
+
+// A pixel the row kernel leaves to the caller (outside the source's
+// interior): its source position and its index in the row.
+using EdgeFn = void (*)(const void* ctx, int64_t u, int64_t v, int i);
+
+// One destination row of the 32-bit transform: source positions u, v
+// (26 fraction bits) step by du, dv per pixel; interior samples are blended
+// here, the rest go to edge. SSE4.1.
+void transformRow32(const unsigned char* bits, int64_t stride, int w, int h, uint64_t u, uint64_t v, uint64_t du,
+                    uint64_t dv, unsigned char* dst, int n, EdgeFn edge, const void* ctx);
+
+} // namespace lhbmp
