@@ -70,3 +70,10 @@ void transformRow32(const unsigned char* bits, int64_t stride, int w, int h, uin
                     uint64_t dv, unsigned char* dst, int n, EdgeFn edge, const void* ctx);
 
 } // namespace lhbmp
+
+namespace lhbmp {
+
+// dst[i] = src[cols[i]] for 32-bit pixels, i < n (SSE2: always there).
+void gatherRow32(const unsigned char* src, const int32_t* cols, size_t n, unsigned char* dst);
+
+} // namespace lhbmp
