@@ -1,4 +1,5 @@
 // Vector kernels of the area reduction (see LHBmpSimd.h).
+#include <cstdlib>
 #include <cstring>
 
 #include <immintrin.h>
@@ -7,15 +8,18 @@
 
 namespace lhbmp {
 
+// SP_BITMAP_NO_SIMD in the environment keeps to the plain loops (the tests
+// run both ways).
 bool haveSse41()
 {
-    static const bool yes = __builtin_cpu_supports("sse4.1") && __builtin_cpu_supports("ssse3");
+    static const bool yes =
+        __builtin_cpu_supports("sse4.1") && __builtin_cpu_supports("ssse3") && !std::getenv("SP_BITMAP_NO_SIMD");
     return yes;
 }
 
 bool haveAvx2()
 {
-    static const bool yes = __builtin_cpu_supports("avx2");
+    static const bool yes = __builtin_cpu_supports("avx2") && !std::getenv("SP_BITMAP_NO_SIMD");
     return yes;
 }
 
