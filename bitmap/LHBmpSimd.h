@@ -74,6 +74,7 @@ void transformRow32(const unsigned char* bits, int64_t stride, int w, int h, uin
 namespace lhbmp {
 
 // dst[i] = src[cols[i]] for 32-bit pixels, i < n (SSE2: always there).
-void gatherRow32(const unsigned char* src, const int32_t* cols, size_t n, unsigned char* dst);
+// stream: the row goes to memory around the cache.
+void gatherRow32(const unsigned char* src, const int32_t* cols, size_t n, unsigned char* dst, bool stream);
 
 } // namespace lhbmp
