@@ -134,24 +134,25 @@ TEST(CLHBmp32, ScaleRefusalsAndChannelOrder)
 
 // Destinations past 1 MiB take another store path in fast scaling: its
 // pixels must still be the ones the walk names. At scale 2.5 the 16.16 step
-// is 65536 / 2.5 rounded, 26214, so output i takes source index
-// floor(i * 26214 / 65536) on either axis; the source encodes its own
-// column and row. A stride of 751 pixels leaves rows off 16-byte alignment.
+// is 65536 / 2.5 rounded, 26214, so output i takes source column
+// floor(i * 26214 / 65536); at scale 1 row j is source row j (no row repeats,
+// so none is copied from the one above). The source encodes its own column
+// and row. A stride of 751 pixels leaves rows off 16-byte alignment.
 TEST(CLHBmp32, FastScaleLargeDestination)
 {
-    const int w = 300, h = 200, dw = 751, dh = 500;
+    const int w = 300, h = 400, dw = 751, dh = 400;
     CLHBmp32 s(w, h, w * 4), d(dw, dh, dw * 4);
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
             for (int k = 0; k < 4; ++k)
-                s.bits[y * s.stride + x * 4 + k] = static_cast<unsigned char>(k == 0 ? x : k == 1 ? x >> 8 : y);
+                s.bits[y * s.stride + x * 4 + k] = static_cast<unsigned char>(k == 0 ? x : k == 1 ? x >> 8 : k == 2 ? y : y >> 8);
     std::memset(d.bits, 0x77, size_t(d.stride * dh));
-    s.bmp_scale_fast_to(F(2.5), F(2.5), {0, 0}, &d);
+    s.bmp_scale_fast_to(F(2.5), F(1), {0, 0}, &d);
     for (int j = 0; j < dh; ++j) {
         for (int i = 0; i < 750; ++i) { // 2.5 * 300 columns written
             const unsigned char* p = d.bits + j * d.stride + i * 4;
             ASSERT_EQ(p[0] + 256 * p[1], i * 26214 / 65536) << i << "," << j;
-            ASSERT_EQ(p[2], j * 26214 / 65536) << i << "," << j;
+            ASSERT_EQ(p[2] + 256 * p[3], j) << i << "," << j;
         }
         ASSERT_EQ(d.bits[j * d.stride + 750 * 4], 0x77);
     }
