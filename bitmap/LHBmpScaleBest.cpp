@@ -153,13 +153,30 @@ public:
             if (close_[o] - close_[o - 1] != stride_)
                 stride_ = 0;
         simd_ = haveSse41() && k_ > 0;
+        if (simd_ && haveAvx2() && C == 4 && (stride_ == 2 || stride_ == 3)) {
+            for (size_t o = 0; o < close_.size(); ++o) {
+                const uint32_t m = o ? carryMul_[o - 1] : 0;
+                for (int j = 0; j < 4; ++j) {
+                    wk_.push_back(uint16_t(kp_[o]));
+                    wk_.push_back(uint16_t(k_));
+                }
+                mh_.insert(mh_.end(), 8, uint16_t(m >> 16));
+                ml_.insert(ml_.end(), 8, uint16_t(m & 0xFFFF));
+            }
+        }
     }
 
     void scan(const unsigned char* src, unsigned int* line) const
     {
         const size_t outs = close_.size();
         if (simd_ && C == 4) {
-            shrinkScan4(src, line, dst_, Neg, begin_.data(), close_.data(), kp_.data(), carryMul_.data(), outs, k_);
+            size_t o = 0;
+            if (!wk_.empty() && outs > 1) {
+                shrinkScan4(src, line, dst_, Neg, begin_.data(), close_.data(), kp_.data(), carryMul_.data(), 0, 1, k_);
+                o = shrinkScan4Stride(src, src_, line, dst_, Neg, begin_.data(), wk_.data(), mh_.data(), ml_.data(), 1,
+                                      outs, stride_);
+            }
+            shrinkScan4(src, line, dst_, Neg, begin_.data(), close_.data(), kp_.data(), carryMul_.data(), o, outs, k_);
             tail(src, line);
             return;
         }
@@ -216,6 +233,7 @@ private:
     std::vector<int> begin_, close_;
     std::vector<unsigned int> pos_;
     std::vector<uint32_t> kp_, carryMul_;
+    std::vector<uint16_t> wk_, mh_, ml_; // per output, laid out for shrinkScan4Stride
     int stride_;
     bool simd_;
 };

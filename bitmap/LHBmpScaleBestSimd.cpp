@@ -37,11 +37,15 @@ LH_SSE41 inline __m128i pixel4(const unsigned char* p)
 } // namespace
 
 LH_SSE41 void shrinkScan4(const unsigned char* src, unsigned int* line, int dst, bool neg, const int* begin,
-                          const int* close, const uint32_t* kp, const uint32_t* carryMul, size_t outs, uint32_t k)
+                          const int* close, const uint32_t* kp, const uint32_t* carryMul, size_t from, size_t to,
+                          uint32_t k)
 {
     const __m128i kv = _mm_set1_epi32(int(k));
     __m128i carry = _mm_setzero_si128();
-    for (size_t o = 0; o < outs; ++o) {
+    if (from > 0)
+        carry = _mm_srli_epi32(
+            _mm_mullo_epi32(pixel4(src + size_t(close[from - 1]) * 4), _mm_set1_epi32(int(carryMul[from - 1]))), 20);
+    for (size_t o = from; o < to; ++o) {
         __m128i sum = carry;
         for (int i = begin[o]; i < close[o]; ++i)
             sum = _mm_add_epi32(sum, pixel4(src + size_t(i) * 4));
@@ -52,6 +56,48 @@ LH_SSE41 void shrinkScan4(const unsigned char* src, unsigned int* line, int dst,
         _mm_storeu_si128(cell, _mm_add_epi32(_mm_loadu_si128(cell), val));
         carry = _mm_srli_epi32(_mm_mullo_epi32(q, _mm_set1_epi32(int(carryMul[o]))), 20);
     }
+}
+
+// One output per 128-bit lane; the 16 bytes from the pixel before begin[o]
+// hold that pixel (whose share carries in), the run and the closing pixel
+// (stride 3), or the run, the closing pixel and one more (stride 2).
+// carry = (q * m) >> 20 with m = mh * 65536 + ml splits into
+// (q * mh + ((q * ml) >> 16)) >> 4, all in 16 bits (q * mh <= 255 * 16).
+__attribute__((target("avx2"))) size_t shrinkScan4Stride(const unsigned char* src, int srcCount, unsigned int* line,
+                                                          int dst, bool neg, const int* begin, const uint16_t* wk,
+                                                          const uint16_t* mh, const uint16_t* ml, size_t from,
+                                                          size_t outs, int stride)
+{
+    if (from == 0 || (stride != 2 && stride != 3))
+        return from;
+    const __m256i zero = _mm256_setzero_si256();
+    size_t o = from;
+    for (; o + 2 <= outs && begin[o + 1] + 3 <= srcCount; o += 2) {
+        const __m128i w0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + size_t(begin[o] - 1) * 4));
+        const __m128i w1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + size_t(begin[o + 1] - 1) * 4));
+        const __m256i w = _mm256_inserti128_si256(_mm256_castsi128_si256(w0), w1, 1);
+        const __m256i lo = _mm256_unpacklo_epi8(w, zero), hi = _mm256_unpackhi_epi8(w, zero);
+        const __m256i h = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(mh + o * 8));
+        const __m256i l = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(ml + o * 8));
+        const __m256i carry = _mm256_srli_epi16(_mm256_add_epi16(_mm256_mullo_epi16(lo, h), _mm256_mulhi_epu16(lo, l)), 4);
+        __m256i sum = _mm256_add_epi16(carry, _mm256_bsrli_epi128(lo, 8));
+        __m256i q = hi;
+        if (stride == 3) {
+            sum = _mm256_add_epi16(sum, hi);
+            q = _mm256_bsrli_epi128(hi, 8);
+        }
+        const __m256i wkv = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(wk + o * 8));
+        __m256i val = _mm256_srli_epi32(_mm256_madd_epi16(_mm256_unpacklo_epi16(q, sum), wkv), 12);
+        __m256i* cell;
+        if (neg) {
+            val = _mm256_permute2x128_si256(val, val, 0x01);
+            cell = reinterpret_cast<__m256i*>(line + size_t(dst - 2 - int(o)) * 4);
+        } else {
+            cell = reinterpret_cast<__m256i*>(line + o * 4);
+        }
+        _mm256_storeu_si256(cell, _mm256_add_epi32(_mm256_loadu_si256(cell), val));
+    }
+    return o;
 }
 
 LH_SSE41 size_t shrinkScan1Stride(const unsigned char* src, int srcCount, unsigned int* line, int dst, bool neg,

@@ -20,8 +20,18 @@ bool haveAvx2();
 // close[o] by kp[o] = k - pos[o], adds the result >> 12 to its cell
 // (cells run backward when neg) and carries floor(q * pos[o] / k),
 // taken as (q * carryMul[o]) >> 20.
+// Outputs from..to-1.
 void shrinkScan4(const unsigned char* src, unsigned int* line, int dst, bool neg, const int* begin, const int* close,
-                 const uint32_t* kp, const uint32_t* carryMul, size_t outs, uint32_t k);
+                 const uint32_t* kp, const uint32_t* carryMul, size_t from, size_t to, uint32_t k);
+
+// The same two outputs at a time (AVX2) where outputs from 1 on take
+// `stride` pixels, 2 or 3: from `from` (at least 1) while the 16 bytes from
+// the pixel before begin[o] lie inside the row. wk holds per output eight
+// 16-bit words (k - pos[o], k) four times; mh, ml the high and low 16 bits
+// of carryMul[o - 1], eight times each. Returns where it stopped.
+size_t shrinkScan4Stride(const unsigned char* src, int srcCount, unsigned int* line, int dst, bool neg,
+                         const int* begin, const uint16_t* wk, const uint16_t* mh, const uint16_t* ml, size_t from,
+                         size_t outs, int stride);
 
 // The same for an 8-bit row whose outputs from 1 on take `stride` pixels
 // each (the last one weighted); outputs from `from` in blocks of four while
