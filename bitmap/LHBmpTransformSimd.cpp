@@ -1,4 +1,6 @@
 // SSE4.1 row kernel of the 32-bit transform (see LHBmpSimd.h).
+#include <cstring>
+
 #include <immintrin.h>
 
 #include "LHBmpSimd.h"
@@ -16,7 +18,11 @@ __attribute__((target("sse4.1,ssse3"))) void transformRow32(const unsigned char*
         const int64_t pv = int64_t(v * 256 + (uint64_t(1) << 25)) >> 26;
         const int64_t ix = pu >> 8, iy = pv >> 8;
         if (ix < 0 || ix >= int64_t(w) - 1 || iy < 0 || iy >= int64_t(h) - 1) {
-            edge(ctx, int64_t(u), int64_t(v), i);
+            // Beyond the one-pixel ring nothing is sampled: a clear pixel.
+            if (ix < -1 || ix >= w || iy < -1 || iy >= h)
+                std::memset(dst + size_t(i) * 4, 0, 4);
+            else
+                edge(ctx, int64_t(u), int64_t(v), i);
             continue;
         }
         const int fx = int(pu & 255), fy = int(pv & 255);
@@ -30,7 +36,7 @@ __attribute__((target("sse4.1,ssse3"))) void transformRow32(const unsigned char*
         const __m128i r = _mm_srli_epi32(
             _mm_add_epi32(_mm_mullo_epi32(h1, _mm_set1_epi32(fy)), _mm_mullo_epi32(h0, _mm_set1_epi32(256 - fy))), 16);
         const int px = _mm_cvtsi128_si32(_mm_shuffle_epi8(r, low));
-        __builtin_memcpy(dst + size_t(i) * 4, &px, 4);
+        std::memcpy(dst + size_t(i) * 4, &px, 4);
     }
 }
 
