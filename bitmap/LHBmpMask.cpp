@@ -25,6 +25,10 @@ struct Masker {
     int64_t offset(int64_t x, int64_t y) const { return y * b.stride + x * C; }
     void lower(int64_t x, int64_t y, int64_t c) const
     {
+        // A bitmap without columns still reaches the one-column form with
+        // column 0: there is no pixel to lower.
+        if (x < 0 || x >= b.width || y < 0 || y >= b.height)
+            return;
         unsigned char& v = at(x, y)[C - 1];
         if (c < v)
             v = static_cast<unsigned char>(c);
@@ -131,6 +135,10 @@ bool maskRect(CLHBmp& bmp, const _LHRECTF& rect, const _LHPOINT& origin)
         m.clear(m.offset(il + 1, ib), m.total());
     } else {
         // One pixel: everything else is cleared; the pixel keeps its colour.
+        if (w < 1 || h < 1) { // no pixel to keep
+            m.clear(0, m.total());
+            return true;
+        }
         unsigned char keep[4];
         std::memcpy(keep, m.at(il, it), C);
         m.clear(0, m.total());

@@ -35,6 +35,20 @@ inline void putByte(unsigned char* d, int k, unsigned int v)
     d[at] = static_cast<unsigned char>(v);
 }
 
+// Whether the rows of two bitmaps share any byte.
+inline bool overlaps(const CLHBmp& a, const CLHBmp& b)
+{
+    auto span = [](const CLHBmp& m, uintptr_t& lo, uintptr_t& hi) {
+        const ptrdiff_t last = ptrdiff_t(m.height > 0 ? m.height - 1 : 0) * m.stride;
+        lo = uintptr_t(m.bits) + uintptr_t(last < 0 ? last : 0);
+        hi = uintptr_t(m.bits) + uintptr_t(last > 0 ? last : 0) + uintptr_t(m.width) * uintptr_t(m.depth / 8);
+    };
+    uintptr_t alo, ahi, blo, bhi;
+    span(a, alo, ahi);
+    span(b, blo, bhi);
+    return alo < bhi && blo < ahi;
+}
+
 inline int64_t absRaw(const LHFIX64& s)
 {
     return s.v < 0 ? int64_t(0 - uint64_t(s.v)) : s.v;

@@ -9,6 +9,7 @@
 
 #include "base/LHHeap.h"
 #include "LHBmpPixels.h"
+#include "LHBmpSimd.h"
 
 using namespace lhbmp;
 
@@ -140,15 +141,65 @@ public:
             begin_.push_back(begin);
             close_.push_back(i);
             pos_.push_back(pos);
+            kp_.push_back(k_ - pos);
+            // pos < k <= 4096, q <= 255: (q * ceil(pos * 2^20 / k)) >> 20 is
+            // floor(q * pos / k), the rounding adding less than 255 / 2^20 < 1 / k.
+            carryMul_.push_back(k_ ? uint32_t(((uint64_t(pos) << 20) + k_ - 1) / k_) : 0);
             begin = i + 1;
+        }
+        // Outputs from 1 on that all take the same number of pixels.
+        stride_ = close_.size() > 1 ? close_[1] - close_[0] : 0;
+        for (size_t o = 2; o < close_.size() && stride_; ++o)
+            if (close_[o] - close_[o - 1] != stride_)
+                stride_ = 0;
+        simd_ = haveSse41() && k_ > 0;
+        if (simd_ && haveAvx2() && C == 4 && (stride_ == 2 || stride_ == 3)) {
+            for (size_t o = 0; o < close_.size(); ++o) {
+                const uint32_t m = o ? carryMul_[o - 1] : 0;
+                for (int j = 0; j < 4; ++j) {
+                    wk_.push_back(uint16_t(kp_[o]));
+                    wk_.push_back(uint16_t(k_));
+                }
+                mh_.insert(mh_.end(), 8, uint16_t(m >> 16));
+                ml_.insert(ml_.end(), 8, uint16_t(m & 0xFFFF));
+            }
         }
     }
 
     void scan(const unsigned char* src, unsigned int* line) const
     {
-        unsigned int carry[C] = {};
         const size_t outs = close_.size();
-        for (size_t o = 0; o < outs; ++o) {
+        if (simd_ && C == 4) {
+            size_t o = 0;
+            if (!wk_.empty() && outs > 1) {
+                shrinkScan4(src, line, dst_, Neg, begin_.data(), close_.data(), kp_.data(), carryMul_.data(), 0, 1, k_);
+                o = shrinkScan4Stride(src, src_, line, dst_, Neg, begin_.data(), wk_.data(), mh_.data(), ml_.data(), 1,
+                                      outs, stride_);
+            }
+            shrinkScan4(src, line, dst_, Neg, begin_.data(), close_.data(), kp_.data(), carryMul_.data(), o, outs, k_);
+            tail(src, line);
+            return;
+        }
+        size_t o = 0;
+        if (simd_ && C == 1 && stride_ && outs > 1) {
+            scanOutputs(src, line, 0, 1);
+            o = shrinkScan1Stride(src, src_, line, dst_, Neg, begin_.data(), close_.data(), kp_.data(),
+                                  carryMul_.data(), 1, outs, k_, stride_);
+        }
+        scanOutputs(src, line, o, outs);
+        tail(src, line);
+    }
+
+private:
+    // Outputs from..to-1; the carry into an output depends only on the
+    // pixel that closed the one before.
+    void scanOutputs(const unsigned char* src, unsigned int* line, size_t from, size_t to) const
+    {
+        unsigned int carry[C] = {};
+        if (from > 0)
+            for (int c = 0; c < C; ++c)
+                carry[c] = div_(src[size_t(close_[from - 1]) * C + c] * pos_[from - 1]);
+        for (size_t o = from; o < to; ++o) {
             unsigned int* cell = line + size_t(Neg ? dst_ - 1 - int(o) : int(o)) * C;
             const unsigned char* q = src + size_t(close_[o]) * C;
             const unsigned int pos = pos_[o];
@@ -160,8 +211,12 @@ public:
                 carry[c] = div_(q[c] * pos);
             }
         }
+    }
+
+    void tail(const unsigned char* src, unsigned int* line) const
+    {
         const unsigned char* last = src + size_t(src_ - 1) * C;
-        int n = int(outs);
+        int n = int(close_.size());
         if (!Neg || C == 4) {
             for (; n < dst_; ++n)
                 for (int c = 0; c < C; ++c)
@@ -177,6 +232,10 @@ private:
     int src_, dst_;
     std::vector<int> begin_, close_;
     std::vector<unsigned int> pos_;
+    std::vector<uint32_t> kp_, carryMul_;
+    std::vector<uint16_t> wk_, mh_, ml_; // per output, laid out for shrinkScan4Stride
+    int stride_;
+    bool simd_;
 };
 
 // Clips one axis. A forward axis drops source cells at its start for a clip
@@ -270,7 +329,13 @@ void vertPass(const CLHBmp& s, const LHFIX64& sx, const LHFIX64& sy, const _LHPO
             const unsigned int over = pos - 4096, part = k - over;
             scan(srcRow(r), n, line, dn, sx);
             unsigned char* d = dstRow(out++);
-            for (size_t i = 0; i < cells; i += C) {
+            size_t done = 0;
+            // Each cell of the closing row holds one weighted average of
+            // bytes, at most 255: below the 1024 the vector division needs.
+            if (Fast && haveSse41() && k)
+                done = shrinkClose(acc, line, d, cells, uint32_t(((uint64_t(part) << 22) + k - 1) / k),
+                                   uint32_t(((uint64_t(over) << 22) + k - 1) / k), k, Swap);
+            for (size_t i = done; i < cells; i += C) {
                 for (int c = 0; c < C; ++c) {
                     unsigned int& ac = acc[i + c];
                     ac += Fast ? div(part * line[i + c]) : k ? part * line[i + c] / k : 0;

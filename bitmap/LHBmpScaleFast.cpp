@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "LHBmpPixels.h"
+#include "LHBmpSimd.h"
 
 using namespace lhbmp;
 
@@ -86,11 +87,22 @@ bool scaleFast(const CLHBmp& s, const LHFIX64& sx, const LHFIX64& sy, const _LHP
     indices(wx, s.width, dw, cols);
     indices(wy, s.height, dh, rows);
 
+    // With source and destination apart, a row from the same source row as
+    // the one above is a copy of it, and pixels may be read ahead of writes.
+    const size_t rowBytes = cols.size() * C;
+    const bool apart = !overlaps(s, *dest);
+    // A destination past 1 MiB would not stay in the cache anyway: its rows
+    // are written around it, except a row that the next one copies.
+    const bool large = rows.size() * rowBytes > (size_t(1) << 20);
     for (size_t j = 0; j < rows.size(); ++j) {
         const unsigned char* src = rowOf(s, rows[j]);
         unsigned char* dst = rowOf(*dest, oy + int64_t(j)) + ox * C;
         const size_t n = cols.size();
-        if (C == 4 && !Swap) {
+        if (apart && j > 0 && rows[j] == rows[j - 1]) {
+            std::memmove(dst, dst - dest->stride, rowBytes);
+        } else if (C == 4 && !Swap && apart) {
+            gatherRow32(src, cols.data(), n, dst, large && (j + 1 == rows.size() || rows[j + 1] != rows[j]));
+        } else if (C == 4 && !Swap) {
             uint32_t* d32 = reinterpret_cast<uint32_t*>(dst);
             for (size_t i = 0; i < n; ++i) {
                 uint32_t v;

@@ -10,6 +10,7 @@
 #endif
 
 #include "LHBmpPixels.h"
+#include "LHBmpSimd.h"
 
 using namespace lhbmp;
 
@@ -152,6 +153,12 @@ public:
         lo_ = xs_.empty() ? 0 : neg ? xs_.back() - 1 : 0;
         hi_ = xs_.empty() ? 0 : neg ? n : xs_.back() + 2;
         v_.resize(size_t(n) * C);
+        avx2_ = haveAvx2();
+        if (avx2_ && C == 4) {
+            fw_.resize(fxs_.size() * 8);
+            for (size_t o = 0; o < fxs_.size(); ++o)
+                std::fill_n(fw_.begin() + ptrdiff_t(o * 8), 8, uint16_t(fxs_[o]));
+        }
     }
 
     void line(const unsigned char* a, unsigned int stride, unsigned char* dst, uint32_t fy)
@@ -161,6 +168,8 @@ public:
         // (a * (65536 - fy) + b * fy) >> 8 is at most 65280: 16 bits hold it.
         size_t i = size_t(lo_) * C;
         const size_t end = size_t(hi_) * C;
+        if (avx2_)
+            i = normalBlendRows(a, b, v, i, end, fy);
 #ifdef __SSE2__
         const __m128i zero = _mm_setzero_si128(), f = _mm_set1_epi16(short(fy));
         for (; i + 8 <= end; i += 8) {
@@ -184,6 +193,8 @@ public:
 
         const size_t count = xs_.size();
         size_t o = 0;
+        if (avx2_ && C == 4)
+            o = normalLine4(v, xs_.data(), fw_.data(), count, dst, neg_, Swap);
 #ifdef __SSE2__
         if (C == 4) {
             // One pixel per step: its blend and its neighbour's are eight
@@ -226,7 +237,8 @@ private:
     bool neg_;
     unsigned int n_;
     std::vector<uint32_t> xs_, fxs_;
-    std::vector<uint16_t> v_;
+    std::vector<uint16_t> v_, fw_; // fw_: each output's weight eight times over
+    bool avx2_;
     bool extra_;
     uint32_t extraFx_;
     uint32_t lo_, hi_;

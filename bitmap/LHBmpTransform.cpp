@@ -3,6 +3,7 @@
 // one-pixel ring just outside the source (the source's last row and column
 // and the ring before its first ones form the soft edge).
 #include "LHBmpPixels.h"
+#include "LHBmpSimd.h"
 
 using namespace lhbmp;
 
@@ -22,15 +23,46 @@ inline Place placeOf(int64_t i, int n)
     return Outside;
 }
 
-// Walks every destination pixel and hands its source position to sample.
-template <typename Sample>
-bool frame(const CLHBmp& s, const _LHMATRIX& m, const _LHPOINT& origin, CLHBmp* dest, Sample sample)
+// The product of a matrix factor and a whole number n, as the factor's
+// multiplication gives it, is f * n for a small factor and (f >> 12 << 12) * n
+// for a large one, as long as nothing overflows on the way: true for
+// |f| < 2^40 and |n| < 2^20. Along a row the position then moves by that
+// step exactly (sums wrap alike). Returns false where that does not hold.
+bool rowSteps(const _LHMATRIX& inv, int64_t x0, int width, int64_t& du, int64_t& dv)
+{
+    const int64_t lim = int64_t(1) << 40, big = int64_t(1) << 28;
+    const int64_t last = x0 + width - 1;
+    if (inv.a.v <= -lim || inv.a.v >= lim || inv.b.v <= -lim || inv.b.v >= lim || x0 <= -(1 << 20) ||
+        x0 >= (1 << 20) || last <= -(1 << 20) || last >= (1 << 20))
+        return false;
+    auto step = [&](int64_t f) { return f < -big || f > big ? int64_t(uint64_t(f >> 12) << 12) : f; };
+    du = step(inv.a.v);
+    dv = step(inv.b.v);
+    return true;
+}
+
+// Walks every destination pixel and hands its source position to sample;
+// with row, whole rows go to row(u, v, du, dv, j) where the steps are exact.
+template <typename Sample, typename Row>
+bool frame(const CLHBmp& s, const _LHMATRIX& m, const _LHPOINT& origin, CLHBmp* dest, Sample sample, Row row)
 {
     if (!dest || dest->depth != s.depth || dest->width < 1 || dest->height < 1 || !dest->bits)
         return false;
     _LHMATRIX inv = m;
     inv.do_invert();
+    int64_t du = 0, dv = 0;
+    const bool stepped = rowSteps(inv, origin.x, dest->width, du, dv);
     for (int j = 0; j < dest->height; ++j) {
+        if (stepped) {
+            LHFIX64 u = LHFIX64::from_int(origin.x), v = LHFIX64::from_int(int64_t(origin.y) + j);
+            inv.transform_point(u, v);
+            if (row(uint64_t(u.v), uint64_t(v.v), uint64_t(du), uint64_t(dv), j))
+                continue;
+            uint64_t uu = uint64_t(u.v), vv = uint64_t(v.v);
+            for (int i = 0; i < dest->width; ++i, uu += uint64_t(du), vv += uint64_t(dv))
+                sample(LHFIX64::raw(int64_t(uu)), LHFIX64::raw(int64_t(vv)), i, j);
+            continue;
+        }
         for (int i = 0; i < dest->width; ++i) {
             LHFIX64 u = LHFIX64::from_int(int64_t(origin.x) + i), v = LHFIX64::from_int(int64_t(origin.y) + j);
             inv.transform_point(u, v);
@@ -38,6 +70,12 @@ bool frame(const CLHBmp& s, const _LHMATRIX& m, const _LHPOINT& origin, CLHBmp* 
         }
     }
     return true;
+}
+
+template <typename Sample>
+bool frame(const CLHBmp& s, const _LHMATRIX& m, const _LHPOINT& origin, CLHBmp* dest, Sample sample)
+{
+    return frame(s, m, origin, dest, sample, [](uint64_t, uint64_t, uint64_t, uint64_t, int) { return false; });
 }
 
 inline int64_t mulw(int64_t a, int64_t b)
@@ -165,9 +203,31 @@ int64_t fadeOf(const CLHBmp& s, LHFIX64 u, LHFIX64 v)
 
 } // namespace
 
+namespace {
+
+struct Edge32 {
+    Sample32 sample;
+    int j;
+    static void at(const void* ctx, int64_t u, int64_t v, int i)
+    {
+        const Edge32& e = *static_cast<const Edge32*>(ctx);
+        e.sample(LHFIX64::raw(u), LHFIX64::raw(v), i, e.j);
+    }
+};
+
+} // namespace
+
 bool CLHBmp32::bmp_transform_to(const _LHMATRIX& m, const _LHPOINT& origin, CLHBmp* dest) const
 {
-    return frame(*this, m, origin, dest, Sample32{*this, dest});
+    const Sample32 sample{*this, dest};
+    const bool vec = haveSse41();
+    return frame(*this, m, origin, dest, sample, [&](uint64_t u, uint64_t v, uint64_t du, uint64_t dv, int j) {
+        if (!vec)
+            return false;
+        const Edge32 edge{sample, j};
+        transformRow32(bits, stride, width, height, u, v, du, dv, rowOf(*dest, j), dest->width, Edge32::at, &edge);
+        return true;
+    });
 }
 
 // The single byte plays the part of alpha: it falls off towards 0 with the

@@ -1,5 +1,6 @@
-// Random bitmaps (0 to 300 pixels a side, random strides) through every
-// scaling quality, the transforms, mask_rect, mask_alpha, tile and clip_to.
+// Random bitmaps (0 to 300 pixels a side, 600 for some destinations of fast
+// scaling; random strides) through every scaling quality, the transforms,
+// mask_rect, mask_alpha, tile and clip_to.
 // Every buffer is exactly stride * height bytes of its own heap block, so
 // the sanitizers see any access outside a bitmap.
 //
@@ -39,6 +40,10 @@ struct Reader {
         case 2: return LHFIX64::raw(int64_t(take(2)) - 32768); // tiny, either sign
         case 3: return LHFIX64::raw(LHFIX64::kOne);
         case 4: return LHFIX64::raw(-LHFIX64::kOne);
+        case 5: { // about 1/2 to 1/5, either sign: reductions whose outputs take even runs
+            const int64_t v = LHFIX64::kOne / int64_t(2 + take(1) % 4) + int64_t(take(1) % 5) - 2;
+            return LHFIX64::raw(take(1) % 2 ? -v : v);
+        }
         default: return LHFIX64::raw((int64_t(take(4)) - 0x80000000LL) * 16); // about -8192 to 8192
         }
     }
@@ -78,7 +83,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     case 1:
     case 2:
     case 3: {
-        Image dst(r, op == 2 && r.take(1) % 2 ? 40 - depth : depth); // best alone may get another depth
+        // Best alone may get another depth; fast scaling now and then a
+        // destination past 1 MiB, which it writes around the cache.
+        const int most = op == 0 && r.take(1) % 8 == 0 ? 600 : 300;
+        Image dst(r, op == 2 && r.take(1) % 2 ? 40 - depth : depth, most);
         const LHFIX64 sx = r.fix(), sy = r.fix();
         if (op == 0)
             s.bmp_scale_fast_to(sx, sy, o, dst.bmp.get());

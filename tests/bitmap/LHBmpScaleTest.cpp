@@ -132,6 +132,32 @@ TEST(CLHBmp32, ScaleRefusalsAndChannelOrder)
     }
 }
 
+// Destinations past 1 MiB take another store path in fast scaling: its
+// pixels must still be the ones the walk names. At scale 2.5 the 16.16 step
+// is 65536 / 2.5 rounded, 26214, so output i takes source column
+// floor(i * 26214 / 65536); at scale 1 row j is source row j (no row repeats,
+// so none is copied from the one above). The source encodes its own column
+// and row. A stride of 751 pixels leaves rows off 16-byte alignment.
+TEST(CLHBmp32, FastScaleLargeDestination)
+{
+    const int w = 300, h = 400, dw = 751, dh = 400;
+    CLHBmp32 s(w, h, w * 4), d(dw, dh, dw * 4);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            for (int k = 0; k < 4; ++k)
+                s.bits[y * s.stride + x * 4 + k] = static_cast<unsigned char>(k == 0 ? x : k == 1 ? x >> 8 : k == 2 ? y : y >> 8);
+    std::memset(d.bits, 0x77, size_t(d.stride * dh));
+    s.bmp_scale_fast_to(F(2.5), F(1), {0, 0}, &d);
+    for (int j = 0; j < dh; ++j) {
+        for (int i = 0; i < 750; ++i) { // 2.5 * 300 columns written
+            const unsigned char* p = d.bits + j * d.stride + i * 4;
+            ASSERT_EQ(p[0] + 256 * p[1], i * 26214 / 65536) << i << "," << j;
+            ASSERT_EQ(p[2] + 256 * p[3], j) << i << "," << j;
+        }
+        ASSERT_EQ(d.bits[j * d.stride + 750 * 4], 0x77);
+    }
+}
+
 // Random images under random scales; properties of all three qualities.
 TEST(CLHBmp, ScaleProperties)
 {
@@ -258,13 +284,17 @@ TEST(CLHBmp, BestMatchesItsVerticalPasses)
 {
     std::mt19937 rng(9);
     auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
-    for (int round = 0; round < 300; ++round) {
-        const int w = pick(1, 60), h = pick(1, 20), depth = pick(0, 1) ? 32 : 8, bpp = depth / 8;
+    // Half the rounds reduce by about 1/2 to 1/5 over wider rows, where every
+    // output after the first takes the same number of pixels.
+    auto even = [&]() { return LHFIX64::raw(((int64_t(1) << 26) / pick(2, 5) + pick(-2, 2)) * (pick(0, 1) ? 1 : -1)); };
+    for (int round = 0; round < 400; ++round) {
+        const bool regular = round % 2;
+        const int w = regular ? pick(1, 200) : pick(1, 60), h = pick(1, 20), depth = pick(0, 1) ? 32 : 8, bpp = depth / 8;
         std::vector<unsigned char> px(size_t(w * bpp * h));
         for (auto& b : px)
             b = static_cast<unsigned char>(pick(0, 255));
-        const LHFIX64 sx = LHFIX64::raw(int64_t(pick(1 << 16, 3 << 26)) * (pick(0, 1) ? 1 : -1));
-        const LHFIX64 sy = LHFIX64::raw(int64_t(pick(1 << 16, 3 << 26)) * (pick(0, 1) ? 1 : -1));
+        const LHFIX64 sx = regular ? even() : LHFIX64::raw(int64_t(pick(1 << 16, 3 << 26)) * (pick(0, 1) ? 1 : -1));
+        const LHFIX64 sy = regular && pick(0, 1) ? even() : LHFIX64::raw(int64_t(pick(1 << 16, 3 << 26)) * (pick(0, 1) ? 1 : -1));
         const _LHPOINT o{pick(-10, 10), pick(-10, 10)};
         const int dw = pick(1, 80), dh = pick(1, 30);
         const bool swap = depth == 32 && pick(0, 1);

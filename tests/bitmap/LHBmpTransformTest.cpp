@@ -117,4 +117,76 @@ TEST(CLHBmp, TransformExactCopies)
     }
 }
 
+// Random matrices (factors past 4.0 included) and origins near and past
+// +-2^20, where a row may or may not be walked by constant steps: every
+// pixel whose source position lies inside the source must hold the
+// bilinear sample at the position the matrix gives for that pixel alone
+// (inverse, then transform_point), written out here from the sampling rules.
+TEST(CLHBmp, TransformInteriorMatchesPerPixelMapping)
+{
+    std::mt19937 rng(11);
+    auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    const int origins[] = {0, -3, 17, (1 << 20) - 20, -(1 << 20) + 5, 1 << 21};
+    for (int round = 0; round < 160; ++round) {
+        // One round in four: long rows through a wide source, shrunk by
+        // 0.2 to 0.25 so that the inverse factor is past 4.0.
+        const bool wide = round % 4 == 3;
+        const int w = wide ? pick(2500, 4500) : pick(2, 40), h = wide ? pick(2, 3) : pick(2, 40);
+        const int dw = wide ? pick(500, 1000) : pick(1, 30), dh = wide ? 2 : pick(1, 12), depth = round % 2 ? 32 : 8;
+        const int bpp = depth / 8;
+        std::vector<unsigned char> px(size_t(w * bpp * h));
+        for (auto& b : px)
+            b = static_cast<unsigned char>(pick(0, 255));
+        auto raw = [&](int range) { return LHFIX64::raw(int64_t(pick(-range, range)) * pick(1, 64)); };
+        _LHMATRIX m{raw(1 << 22), raw(1 << 20), raw(1 << 20), raw(1 << 22), raw(1 << 26), raw(1 << 26)};
+        if (wide)
+            m.a = LHFIX64::raw(pick(13421773, 16777216)), m.b = LHFIX64::raw(pick(-99, 99)), m.c = LHFIX64(),
+            m.d = LHFIX64::raw(1 << 26);
+        const _LHPOINT o{origins[pick(0, 5)] + pick(-5, 5), origins[pick(0, 5)] + pick(-5, 5)};
+        // shift the image so that part of the destination lands on the source
+        m.tx = LHFIX64::from_int(o.x) + LHFIX64::raw(m.tx.v % (int64_t(w) << 26));
+        m.ty = LHFIX64::from_int(o.y) + LHFIX64::raw(m.ty.v % (int64_t(h) << 26));
+        std::unique_ptr<CLHBmp> s, d;
+        if (depth == 8) {
+            s.reset(new CLHBmp8Ref(px.data(), w, h, w));
+            d.reset(new CLHBmp8(dw, dh, dw));
+        } else {
+            s.reset(new CLHBmp32Ref(px.data(), w, h, w * 4));
+            d.reset(new CLHBmp32(dw, dh, dw * 4));
+        }
+        ASSERT_TRUE(s->bmp_transform_to(m, o, d.get()));
+        _LHMATRIX inv = m;
+        inv.do_invert();
+        auto P = [&](int64_t x, int64_t y, int k) { return int64_t(px[size_t((y * w + x) * bpp + k)]); };
+        for (int j = 0; j < dh; ++j) {
+            for (int i = 0; i < dw; ++i) {
+                LHFIX64 u = LHFIX64::from_int(o.x + i), v = LHFIX64::from_int(o.y + j);
+                inv.transform_point(u, v);
+                const unsigned char* got = d->bits + j * d->stride + i * bpp;
+                if (depth == 32) { // 1/256 pixel steps, rounded
+                    const int64_t pu = int64_t(uint64_t(u.v) * 256 + (1 << 25)) >> 26;
+                    const int64_t pv = int64_t(uint64_t(v.v) * 256 + (1 << 25)) >> 26;
+                    const int64_t x = pu >> 8, y = pv >> 8, fx = pu & 255, fy = pv & 255;
+                    if (x < 0 || x >= w - 1 || y < 0 || y >= h - 1)
+                        continue;
+                    for (int k = 0; k < 4; ++k) {
+                        const int64_t top = P(x, y, k) * (256 - fx) + P(x + 1, y, k) * fx;
+                        const int64_t bottom = P(x, y + 1, k) * (256 - fx) + P(x + 1, y + 1, k) * fx;
+                        ASSERT_EQ(got[k], (top * (256 - fy) + bottom * fy) >> 16) << round << ": " << i << "," << j;
+                    }
+                } else { // 16-bit fractions, rounded, and two truncating shifts
+                    const int64_t x = u.v >> 26, y = v.v >> 26;
+                    if (x < 0 || x >= w - 1 || y < 0 || y >= h - 1)
+                        continue;
+                    const int64_t fx = ((u.v - (x << 26)) * 65536 + (1 << 25)) >> 26;
+                    const int64_t fy = ((v.v - (y << 26)) * 65536 + (1 << 25)) >> 26;
+                    const int64_t top = (P(x + 1, y, 0) * fx + P(x, y, 0) * (65536 - fx)) >> 15;
+                    const int64_t bottom = (P(x + 1, y + 1, 0) * fx + P(x, y + 1, 0) * (65536 - fx)) >> 15;
+                    ASSERT_EQ(got[0], (bottom * fy + top * (65536 - fy)) >> 17) << round << ": " << i << "," << j;
+                }
+            }
+        }
+    }
+}
+
 } // namespace
