@@ -4,6 +4,7 @@
 // of each function.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <typeinfo>
 #include <vector>
@@ -84,6 +85,14 @@ TEST_F(Front, PresetRows) {
     void* h = Initialize(8, 6, buf.data());
     PXBrushEngine* e = E(h);
     const float unset = -1.0f;
+    // The smudge's spacing is given by its bits: a huge negative factor just
+    // short of -FLT_MAX, so the fixed 2.8 of min_spacing always wins.
+    const float smudge_spacing = [] {
+        const uint32_t bits = 0xFF7FFFEEu;
+        float f;
+        std::memcpy(&f, &bits, sizeof f);
+        return f;
+    }();
     struct Row {
         PXPaintBrush* b;
         const std::type_info& cls;
@@ -105,6 +114,11 @@ TEST_F(Front, PresetRows) {
         {e->fountain_pen, typeid(PXFountainPen), typeid(PXDullAntiAliasingTipFunction), 3, 0.1f, 0.6f, 1, 0.12f, 1, unset, 1},
         {e->re_fountain_pen, typeid(PXReFountainPen), typeid(PXFlatTipFunction), 15, 0, 1, 0, 0.012f, 0, unset, 1},
         {e->correct_pen, typeid(PXCorrectPen), typeid(PXFlatTipFunction), 15, 0, 1, 0, 0.12f, 0, unset, 1},
+        {e->smudge_brush, typeid(PXSmudgeBrush), typeid(PXLinearTipFunction), 32, 1, 1, 1, smudge_spacing, 2.8f, 2, 1},
+        {e->blur_brush, typeid(PXBlurBrush), typeid(PXLinearTipFunction), 32, 1, 0.2f, 0, 0.2f, 0, 2, 1},
+        {e->sharpen_brush, typeid(PXSharpenBrush), typeid(PXLinearTipFunction), 32, 1, 0.2f, 0, 0.2f, 0, 2, 1},
+        {e->pattern_brush_a, typeid(PXPatternBrush), typeid(PXDullAntiAliasingTipFunction), 52, 1, 1, 1, 0.02f, 0, unset, 1},
+        {e->pattern_brush_b, typeid(PXPatternBrush), typeid(PXDullAntiAliasingTipFunction), 52, 1, 1, 1, 0.02f, 0, unset, 1},
     };
     for (const Row& r : rows) {
         ASSERT_NE(r.b, nullptr) << r.cls.name();
@@ -134,6 +148,14 @@ TEST_F(Front, PresetRows) {
     EXPECT_EQ(typeid(*e->felt_pen->tip_large), typeid(PXDullTipFunction));
     EXPECT_EQ(e->felt_pen->tip_small, e->felt_pen->tip);
     EXPECT_EQ(e->bristle_brush->dab_image, nullptr);
+    for (PXPaintBaseJitterAngle* b : {(PXPaintBaseJitterAngle*)e->smudge_brush, (PXPaintBaseJitterAngle*)e->blur_brush,
+                                      (PXPaintBaseJitterAngle*)e->sharpen_brush}) {
+        ASSERT_NE(b->dab_image, nullptr);
+        EXPECT_EQ(b->dab_image->width, 128);
+        EXPECT_EQ(b->dab_image->height, 128);
+    }
+    EXPECT_EQ(e->pattern_brush_a->pattern, nullptr);
+    EXPECT_EQ(e->pattern_brush_b->pattern, nullptr);
     DestroyEngine(h);
 }
 
