@@ -89,16 +89,7 @@ float PXConvolutionBrush::ApplyDab(float x, float y, float pressure, float /*ang
             if (a <= 0)
                 continue;
             const PXPixel P = filtered[c - left];
-            PXPixel& px = row[c];
-            if (px.a == 0) {
-                px = P;
-                px.a = (uint8_t)a;
-                new_pixels++;
-            } else {
-                const int A = px.a;
-                const int n = (A + a - ((A * (a + 1)) >> 8)) & 255;
-                px.a = (uint8_t)std::min<int>(P.a, n);
-            }
+            pxdab::LayBack(*this, row[c], P, a);
         }
     }
     return radius;

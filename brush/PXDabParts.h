@@ -103,6 +103,21 @@ inline void Accumulate(PXPaintBrush& b, PXPixel& px, int a) {
     px.a = (uint8_t)n;
 }
 
+// A pixel picked from the surface (filtered or dragged) laid back with
+// strength a: a first touch takes its colour at the dab's strength; an
+// overlap is ceiled by the picked alpha, so an empty source wipes.
+inline void LayBack(PXPaintBrush& b, PXPixel& px, PXPixel P, int a) {
+    if (px.a == 0) {
+        px = P;
+        px.a = (uint8_t)a;
+        b.new_pixels++;
+        return;
+    }
+    const int A = px.a;
+    const int n = (A + a - ((A * (a + 1)) >> 8)) & 255;
+    px.a = (uint8_t)(n < P.a ? n : P.a);
+}
+
 // Overlap keeps the larger alpha (marker and chisel nib).
 inline void Maximum(PXPaintBrush& b, PXPixel& px, int a) {
     if (px.a == 0) {

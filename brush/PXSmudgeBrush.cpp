@@ -69,16 +69,7 @@ float PXSmudgeBrush::ApplyDab(float x, float y, float pressure, float angle) {
                 continue;
             // An empty source carries alpha 0 and so wipes what it covers.
             const PXPixel P = picked[c - left];
-            PXPixel& px = row[c];
-            if (px.a == 0) {
-                px = P;
-                px.a = (uint8_t)a;
-                new_pixels++;
-            } else {
-                const int A = px.a;
-                const int n = (A + a - ((A * (a + 1)) >> 8)) & 255;
-                px.a = (uint8_t)std::min<int>(P.a, n);
-            }
+            pxdab::LayBack(*this, row[c], P, a);
         }
     }
     return radius;
