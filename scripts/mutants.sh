@@ -2,15 +2,21 @@
 # Plants each fault of tests/mutants.txt alone, rebuilds the plain build, runs
 # that folder's tests and restores the file. A fault is caught when the build
 # fails or any of the tests fails.
-#   scripts/mutants.sh [build-dir] [list]
+#   scripts/mutants.sh [build-dir] [list] [filter]
+# filter (an extended regex) keeps only the lines that match it, e.g.
+# '^\^(fingerprint|app)_' or 'tablet/commands'; the default keeps every line.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build}
 list=${2:-tests/mutants.txt}
+filter=${3:-}
 caught=0 survived=0 skipped=0
 all_targets=""
 while IFS=$'\t' read -r regex file script what; do
     [[ -z "$regex" || "$regex" == \#* ]] && continue
+    if [[ -n "$filter" ]] && ! grep -qE -- "$filter" <<<"$regex	$file	$script	$what"; then
+        continue
+    fi
     if ! git diff --quiet -- "$file"; then
         echo "SKIP (file already modified) $file: $what"; skipped=$((skipped + 1)); continue
     fi
