@@ -24,7 +24,18 @@ while IFS=$'\t' read -r regex file script what; do
     if git diff --quiet -- "$file"; then
         echo "NOMATCH $file: $what"; skipped=$((skipped + 1)); continue
     fi
-    targets=$(ctest --test-dir "$build" -N -R "$regex" 2>/dev/null | awk '/Test *#/{print $3}')
+    # The binaries the tests run (several tests may share one binary, and a
+    # test's name need not be a target).
+    targets=$(ctest --test-dir "$build" --show-only=json-v1 -R "$regex" 2>/dev/null | python3 -c '
+import json, os, sys
+build = os.path.realpath(sys.argv[1])
+names = set()
+for t in json.load(sys.stdin).get("tests", []):
+    for arg in t.get("command", []):
+        if os.path.realpath(arg).startswith(build + "/"):
+            names.add(os.path.basename(arg))
+            break
+print(" ".join(sorted(names)))' "$build")
     all_targets="$all_targets $targets"
     if ! cmake --build "$build" --target $targets -j2 >/dev/null 2>&1; then
         verdict=CAUGHT-BUILD
