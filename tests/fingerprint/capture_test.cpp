@@ -3,6 +3,8 @@
 // closing the dialog in the middle of a frame.
 #include <unistd.h>
 
+#include <QElapsedTimer>
+
 #include "../log/private_tmp.h"
 #include "fpr_support.h"
 
