@@ -60,7 +60,7 @@ TEST(EmulatorTransfer, DriverBindingAndClaims)
     EXPECT_EQ(libusb_detach_kernel_driver(h, 0), 0);
     EXPECT_EQ(libusb_claim_interface(h, 0), 0);
     libusb_close(h);
-    EXPECT_TRUE(eventually([&] { return !hid.claimed(); }));
+    EXPECT_TRUE(waitFor([&] { return !hid.claimed(); }));
 
     // No class driver holds a scanner's interface or takes it back.
     h = host.open(scanner);
@@ -163,7 +163,7 @@ TEST(EmulatorTransfer, InterruptTransfers)
     EXPECT_EQ(dev.pendingInTransfers(), 0);
     {
         InTransfer pending(host.ctx, h, 8);
-        ASSERT_TRUE(eventually([&] { return dev.pendingInTransfers() == 1; }));
+        ASSERT_TRUE(waitFor([&] { return dev.pendingInTransfers() == 1; }));
         EXPECT_EQ(pending.finish(true), LIBUSB_TRANSFER_CANCELLED);
     }
     EXPECT_EQ(dev.pendingInTransfers(), 0);
