@@ -31,7 +31,7 @@ TEST(EmulatorPlug, IdleUnplugAndReplug)
     const uint8_t oldAddress = dev.devnum();
     {
         InTransfer pending(host.ctx, h, 10);
-        ASSERT_TRUE(eventually([&] { return dev.pendingInTransfers() == 1; }));
+        ASSERT_TRUE(waitFor([&] { return dev.pendingInTransfers() == 1; }));
         const auto cpu0 = processCpu();
         const auto wall0 = std::chrono::steady_clock::now();
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
@@ -51,13 +51,13 @@ TEST(EmulatorPlug, IdleUnplugAndReplug)
     dev.push({2}); // nobody there: dropped
     EXPECT_EQ(dev.queuedReports(), 0u);
     libusb_close(h);
-    EXPECT_TRUE(eventually([&] { return !host.at(dev); }));
+    EXPECT_TRUE(waitFor([&] { return !host.at(dev); }));
     EXPECT_TRUE(host.at(bystander));
 
     dev.replug();
     EXPECT_NE(dev.devnum(), oldAddress);
     EXPECT_NE(dev.devnum(), bystander.devnum());
-    ASSERT_TRUE(eventually([&] { return host.at(dev); })); // the "add" uevent reached libusb
+    ASSERT_TRUE(waitFor([&] { return host.at(dev); })); // the "add" uevent reached libusb
     EXPECT_TRUE(dev.kernelDriverBound());
     h = host.openClaimed(dev);
     ASSERT_NE(h, nullptr);
@@ -95,9 +95,9 @@ TEST(EmulatorPlug, ChildProcessUsesTheDevice)
     const std::string self = std::filesystem::read_symlink("/proc/self/exe");
     FILE *child = popen(("EMU_CHILD=1 " + self + " --gtest_filter=EmulatorPlug.ChildProcessSide").c_str(), "w");
     ASSERT_NE(child, nullptr);
-    EXPECT_TRUE(eventually([&] { return dev.pendingInTransfers() == 1; }));
+    EXPECT_TRUE(waitFor([&] { return dev.pendingInTransfers() == 1; }));
     EXPECT_TRUE(dev.claimed());
     dev.push({42, 1, 2});
     EXPECT_EQ(pclose(child), 0); // the child's tests passed
-    EXPECT_TRUE(eventually([&] { return !dev.claimed(); })); // closed with the child
+    EXPECT_TRUE(waitFor([&] { return !dev.claimed(); })); // closed with the child
 }

@@ -1,5 +1,6 @@
 // Driver binding, claims and every kind of transfer against emulated devices.
 #include "usb_host.h"
+#include "emulator/tablet_protocol.h"
 
 #include <tuple>
 
@@ -59,7 +60,7 @@ TEST(EmulatorTransfer, DriverBindingAndClaims)
     EXPECT_EQ(libusb_detach_kernel_driver(h, 0), 0);
     EXPECT_EQ(libusb_claim_interface(h, 0), 0);
     libusb_close(h);
-    EXPECT_TRUE(eventually([&] { return !hid.claimed(); }));
+    EXPECT_TRUE(waitFor([&] { return !hid.claimed(); }));
 
     // No class driver holds a scanner's interface or takes it back.
     h = host.open(scanner);
@@ -162,7 +163,7 @@ TEST(EmulatorTransfer, InterruptTransfers)
     EXPECT_EQ(dev.pendingInTransfers(), 0);
     {
         InTransfer pending(host.ctx, h, 8);
-        ASSERT_TRUE(eventually([&] { return dev.pendingInTransfers() == 1; }));
+        ASSERT_TRUE(waitFor([&] { return dev.pendingInTransfers() == 1; }));
         EXPECT_EQ(pending.finish(true), LIBUSB_TRANSFER_CANCELLED);
     }
     EXPECT_EQ(dev.pendingInTransfers(), 0);
@@ -170,5 +171,35 @@ TEST(EmulatorTransfer, InterruptTransfers)
     EXPECT_EQ(dev.queuedReports(), 1u);
     ASSERT_EQ(libusb_interrupt_transfer(h, 0x81, in, 8, &done, 1000), 0);
     EXPECT_EQ(done, 3);
+    libusb_close(h);
+}
+
+// An 8-byte pad command counts only when byte 7 is the sum of bytes 0..6 in
+// eight bits, by hand: LED 05+05+06 = 10, clear 05+03+21 = 29. Anything else
+// is refused with a stall, as the pad's firmware does.
+TEST(EmulatorTransfer, PadCommandChecksum)
+{
+    emu::Testbed tb;
+    auto pad = std::make_shared<emu::TabletBehaviour>(0x8421);
+    emu::Device &dev = tb.add(DeviceSpec::tabletPid(0x8421), pad);
+    Host host;
+    libusb_device_handle *h = host.openClaimed(dev);
+    ASSERT_NE(h, nullptr);
+    const struct {
+        Bytes command;
+        int result;
+    } cases[] = {
+        {{0x05, 0x05, 0x06, 0, 0, 0, 0, 0x10}, 8},
+        {{0x05, 0x05, 0x06, 0, 0, 0, 0, 0x11}, LIBUSB_ERROR_PIPE},
+        {{0x05, 0x05, 0x06, 0, 0, 0, 0, 0x0B}, LIBUSB_ERROR_PIPE},  // report id left out of the sum
+        {{0x05, 0x03, 0x21, 0, 0, 0, 0, 0x29}, 8},
+        {{0x05, 0x03, 0x21, 0, 0, 0, 0, 0x00}, LIBUSB_ERROR_PIPE},
+    };
+    for (const auto &c : cases) {
+        Bytes data = c.command;
+        EXPECT_EQ(libusb_control_transfer(h, 0x21, 9, 0x0305, 0, data.data(), 8, 1000), c.result) << int(c.command[7]);
+    }
+    EXPECT_EQ(pad->history(), (std::vector<emu::Command>{emu::Command::Led, emu::Command::Unknown, emu::Command::Unknown,
+                                                          emu::Command::Clear, emu::Command::Unknown}));
     libusb_close(h);
 }

@@ -1,6 +1,7 @@
 // The host side of the emulator tests: plain libusb, as the tablet layer uses it.
 #pragma once
 
+#include "../support/wait.h"
 #include "emulator/emulator.h"
 
 #include <gtest/gtest.h>
@@ -14,16 +15,6 @@ namespace emutest {
 
 using emu::Bytes;
 using emu::DeviceSpec;
-
-// Polls `done` for up to five seconds: udev events and closed handles reach
-// the other side asynchronously.
-inline bool eventually(const std::function<bool()> &done)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!done() && std::chrono::steady_clock::now() < end)
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    return done();
-}
 
 // One libusb context, made after the test bed and gone before it.
 struct Host {

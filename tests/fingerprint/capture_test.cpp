@@ -3,6 +3,8 @@
 // closing the dialog in the middle of a frame.
 #include <unistd.h>
 
+#include <QElapsedTimer>
+
 #include "../log/private_tmp.h"
 #include "fpr_support.h"
 
@@ -37,6 +39,7 @@ TEST(Capture, FrameChosenByQuality)
         {"scoring fails after a poor frame", 0, "quality=50,x", 1, 2},
         {"two channels", 0, "quality=61,62,63,64;channels=2", 2, 4},
         {"raw: 61 counts", 1, "quality=61,62,63,64", 2, 4},
+        {"raw: 60 does not count", 1, "quality=60,61,62,63", 3, 5},
         {"raw: failed score is a failed pass", 1, "quality=61,x,62,63,64", 3, 5},
         {"raw: type 2 as type 1", 2, "quality=61,62,63,64", 2, 4},
         {"raw: 288 rows upside down", 1, "size=32x288", 2, 4},

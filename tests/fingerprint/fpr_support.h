@@ -1,64 +1,28 @@
 // Driving the capture dialog against the stand-in scanners in lib/ beside
-// the test program: the application object, message boxes, the end of the
-// worker, the scanner's journal and the pictures the rules lead to.
+// the test program: the end of the worker, the scanner's journal and the
+// pictures the rules lead to.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <QApplication>
-#include <QElapsedTimer>
 #include <QImage>
-#include <QMessageBox>
-#include <QPushButton>
-#include <QTimer>
 #include <fstream>
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "../support/qt_app.h"
 #include "fingerprint/capfingerdlg.h"
 #include "ridges.h"
 
 namespace fprtest {
 
-inline QApplication &app()
-{
-    static int argc = 1;
-    static char name[] = "fingerprint_test";
-    static char *argv[] = {name, nullptr};
-    static QApplication *instance = new QApplication(argc, argv);
-    return *instance;
-}
-
-// Processes events until pred holds; false after ten seconds.
-inline bool until(const std::function<bool()> &pred, int ms = 10000)
-{
-    QElapsedTimer clock;
-    clock.start();
-    while (!pred()) {
-        if (clock.elapsed() > ms)
-            return false;
-        QApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
-    return true;
-}
-
-// Runs `action` while pressing Ok on every message box it opens; returns
-// "title|text" of each box.
-inline std::vector<std::string> withBoxes(const std::function<void()> &action)
+// "title|text" of each box the watcher answered.
+inline std::vector<std::string> boxesOf(const ModalWatcher &watcher)
 {
     std::vector<std::string> seen;
-    QTimer timer;
-    timer.setInterval(10);
-    QObject::connect(&timer, &QTimer::timeout, [&seen] {
-        if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
-            seen.push_back((box->windowTitle() + "|" + box->text()).toStdString());
-            box->button(QMessageBox::Ok)->click();
-        }
-    });
-    timer.start();
-    action();
+    for (int i = 0; i < watcher.texts.size(); ++i)
+        seen.push_back((watcher.titles[i] + "|" + watcher.texts[i]).toStdString());
     return seen;
 }
 
@@ -92,7 +56,7 @@ struct Scanner {
 // The worker has ended and the dialog has let go of it.
 inline bool workerGone(CapFingerDlg &dlg)
 {
-    return until([&dlg] { return dlg.m_pThread == nullptr; });
+    return QTest::qWaitFor([&dlg] { return dlg.m_pThread == nullptr; }, 10000);
 }
 
 // The picture of stand-in frame `index` by the tool's rules. Bitmap family:

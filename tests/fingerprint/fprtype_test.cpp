@@ -9,16 +9,7 @@
 
 namespace {
 
-// Trace texts since the last reset, stamps removed.
-std::vector<std::string> trace()
-{
-    std::vector<std::string> lines;
-    std::istringstream in(logtest::readFile("/tmp/PXSlateProbe.log"));
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line.substr(18));
-    unlink("/tmp/PXSlateProbe.log");
-    return lines;
-}
+using logtest::takeTrace;
 
 const std::string kHead = "@@@@@@@@[GetFprType]";
 
@@ -63,14 +54,14 @@ TEST_F(Bus, GetFprTypeFindsKnownScanners)
                         want = d.vendorId == 0x2309 ? 0 : (d.vendorId == 0x28ED ? 1 : 2);
             usb_free_enumeration(list);
         }
-        trace();
+        takeTrace();
         int type = 9;
         EXPECT_EQ(GetFprType(&type), c.result);
         EXPECT_EQ(type, want);
         std::vector<std::string> lines{kHead};
         if (c.result == 0)
             lines.push_back(want == 0 ? "GetFprType:" : "GetFprType: " + std::to_string(want));
-        EXPECT_EQ(trace(), lines);
+        EXPECT_EQ(takeTrace(), lines);
     }
 }
 
@@ -80,7 +71,7 @@ TEST_F(Bus, GetFprTypeWithoutUsbContext)
 {
     bed->add(emu::scannerSpec(0));
     hid_exit();
-    trace();
+    takeTrace();
     struct rlimit saved;
     getrlimit(RLIMIT_NOFILE, &saved);
     const int lowest = dup(0);
@@ -93,5 +84,5 @@ TEST_F(Bus, GetFprTypeWithoutUsbContext)
     setrlimit(RLIMIT_NOFILE, &saved);
     EXPECT_EQ(result, 7);
     EXPECT_EQ(type, -1);
-    EXPECT_EQ(trace(), (std::vector<std::string>{kHead, "GetFprType:hid_init fail"}));
+    EXPECT_EQ(takeTrace(), (std::vector<std::string>{kHead, "GetFprType:hid_init fail"}));
 }

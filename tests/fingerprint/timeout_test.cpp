@@ -1,5 +1,7 @@
 // Thirty seconds of failing capture calls end the worker without a picture;
 // the dialog stays open and its button starts a new capture.
+#include <QElapsedTimer>
+#include <QPushButton>
 #include <QSignalSpy>
 
 #include "fpr_support.h"
@@ -16,7 +18,7 @@ TEST(CaptureTimeout, FailuresForThirtySecondsEndWithoutPicture)
     QSignalSpy sent(dlg.m_pThread, &FprThread::sendFpr);
     QElapsedTimer clock;
     clock.start();
-    ASSERT_TRUE(until([&dlg] { return dlg.m_pThread == nullptr; }, 60000));
+    ASSERT_TRUE(QTest::qWaitFor([&dlg] { return dlg.m_pThread == nullptr; }, 60000));
     EXPECT_GE(clock.elapsed(), 30000);
     EXPECT_EQ(sent.count(), 0);
     EXPECT_EQ(Fprimg, nullptr);
@@ -25,6 +27,6 @@ TEST(CaptureTimeout, FailuresForThirtySecondsEndWithoutPicture)
 
     Scanner working("size=40x48;delay=0");
     dlg.findChild<QPushButton *>("CapButton")->click();
-    ASSERT_TRUE(until([&dlg] { return dlg.m_pThread == nullptr; }));
+    ASSERT_TRUE(workerGone(dlg));
     EXPECT_EQ(shownFrame(false, 4), 2);  // 70, 75, 80 compared; 85 ends it
 }

@@ -44,8 +44,10 @@ TEST(LogMsgOutput, RecordsAndSeparator)
 }
 
 // Both run in a child with standard output on standard error, where the
-// death test reads it. A fatal message aborts after its echo, before the file.
-TEST(LogMsgOutput, FatalAbortsBeforeTheFile)
+// death test reads it. A fatal message aborts after its echo, before the
+// file. A failed open echoes the message, prints one line of error text and
+// keeps the lock, so any later message would block.
+TEST(LogMsgOutput, FatalAndFailedOpen)
 {
     GTEST_FLAG_SET(death_test_style, "fast");  // the parent's working directory
     remove(kFile);
@@ -56,14 +58,7 @@ TEST(LogMsgOutput, FatalAbortsBeforeTheFile)
         },
         ::testing::KilledBySignal(SIGABRT), "^boom\n$");
     EXPECT_EQ(access(kFile, F_OK), -1);
-}
 
-// The failed open echoes the message, prints one line of error text and
-// keeps the lock, so any later message would block.
-TEST(LogMsgOutput, FailedOpenKeepsTheLock)
-{
-    GTEST_FLAG_SET(death_test_style, "fast");
-    remove(kFile);
     ASSERT_EQ(mkdir(kFile, 0755), 0);
     EXPECT_EXIT(
         {

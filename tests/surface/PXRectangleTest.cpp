@@ -41,6 +41,9 @@ TEST(PXRectangle, IntersectAdjustsBySidesInside)
         {"empty other: zeros", {0, 0, 10, 10}, {5, 5, 5, 9}, {0, 0, 0, 0}}, {"empty other", {0, 0, 10, 10}, {1, 2, 0, -3}, {0, 0, 0, -3}},
         {"other empty by height alone: zeros", {0, 0, 10, 10}, {2, 5, 8, 5}, {0, 0, 0, 0}},
         {"equal empty ones stay", {5, 5, 5, 9}, {5, 5, 5, 9}, {5, 5, 5, 9}},
+        // other.right == left: the right step needs left < other.right, so
+        // nothing is cut and the rectangle stays whole.
+        {"touching on the left stays whole", {10, 0, 20, 10}, {0, 0, 10, 10}, {10, 0, 20, 10}},
     };
     for (auto [name, r, other, want] : cases) {
         r.Intersect(other);

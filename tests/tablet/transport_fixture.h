@@ -10,6 +10,7 @@
 #include <memory>
 #include <thread>
 
+#include "../support/wait.h"
 #include "emulator/emulator.h"
 #include "tablet/sphid.h"
 
@@ -33,17 +34,6 @@ protected:
     }
     std::unique_ptr<emu::Testbed> bed;
 };
-
-// Polls until pred holds, at most ten seconds.
-inline bool waitFor(const std::function<bool()> &pred)
-{
-    for (auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10); !pred();) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-    return true;
-}
 
 inline emu::DeviceSpec foreignHid(uint16_t vid, uint16_t pid)
 {
