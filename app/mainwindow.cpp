@@ -11,27 +11,12 @@
 
 #include "fingerprint/capfingerdlg.h"
 #include "log/writelog.h"
+#include "pen/PXAbandon.h"
 #include "signextenddlg.h"
 #include "ui_mainwindow.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
-
 namespace {
 constexpr double kVersion = 1.51;
-
-// Abandons a block on purpose (a second Open replaces the image and the
-// surface without freeing them); the leak checker is told so.
-void abandon(const void *block)
-{
-#if defined(__SANITIZE_ADDRESS__)
-    if (block)
-        __lsan_ignore_object(block);
-#else
-    (void)block;
-#endif
-}
 }  // namespace
 
 MainWindow *g_signWnd = nullptr;
@@ -171,9 +156,10 @@ void MainWindow::on_button_Open_clicked()
         else
             m_pSignDlg->close();
     } else if (m_devInfo.isPad == 1) {
-        // An earlier Open's image and surface are left behind, not freed.
-        abandon(m_pImage);
-        abandon(m_pSurface);
+        // An earlier Open's image and surface are left behind, not freed;
+        // the leak checker is told so.
+        PXAbandon(m_pImage);
+        PXAbandon(m_pSurface);
         m_pImage = new QImage(m_nImgWidth, m_nImgHeight, QImage::Format_ARGB32);
         m_pImgBits = m_pImage->bits();
         const size_t bytes = size_t(m_nImgWidth) * m_nImgHeight * 4;

@@ -15,7 +15,7 @@
 #include "brush/PXPen.h"
 #include "brush/PXTipFunction.h"
 
-#include "PXAbandon.h"
+#include "pen/PXAbandon.h"
 
 namespace {
 

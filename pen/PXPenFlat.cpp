@@ -18,7 +18,7 @@
 #include "pen/PXPenEngine.h"
 #include "pen/PX_PEN_API.h"
 
-#include "PXAbandon.h"
+#include "pen/PXAbandon.h"
 
 namespace {
 

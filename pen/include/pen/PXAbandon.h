@@ -1,8 +1,8 @@
-// Blocks the engine leaves behind on purpose. The leak checker is told about
-// exactly these, so that it stays quiet about them and about nothing else;
-// whatever they own stays reachable from them. Under gcc the address
-// sanitizer announces itself by __SANITIZE_ADDRESS__, under clang only
-// through __has_feature.
+// Blocks left behind on purpose (by the pen engine and the window). The
+// leak checker is told about exactly these, so that it stays quiet about them
+// and about nothing else; whatever they own stays reachable from them. Under
+// gcc the address sanitizer announces itself by __SANITIZE_ADDRESS__, under
+// clang only through __has_feature.
 #pragma once
 
 #if defined(__SANITIZE_ADDRESS__)
