@@ -6,6 +6,7 @@
 
 #include <QApplication>
 #include <QPushButton>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -13,6 +14,7 @@
 #include "emulator/emulator.h"
 #include "emulator/tablet_protocol.h"
 #include "mainwindow.h"
+#include "tablet/deviceRead.h"
 
 namespace {
 
@@ -33,11 +35,22 @@ struct Session {
         window = new MainWindow;
         window->show();
         window->findChild<QPushButton *>("button_Open")->click();
+        // Without the tablet every event would time a window with nothing to draw.
+        if (!hDev) {
+            std::fprintf(stderr, "app_window_bench: the emulated tablet did not open (run under umockdev-wrapper)\n");
+            std::exit(1);
+        }
     }
 };
 
 Session &session()
 {
+    // Outside the umockdev preload the test bed is not seen and Open waits.
+    const char *preload = getenv("LD_PRELOAD");
+    if (!preload || !strstr(preload, "umockdev")) {
+        std::fprintf(stderr, "app_window_bench: run under umockdev-wrapper (the pen engine wants an open tablet)\n");
+        std::exit(1);
+    }
     static Session s;
     return s;
 }

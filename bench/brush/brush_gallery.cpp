@@ -1,6 +1,7 @@
 // Renders one fixed signature-like stroke with every pen style that has a
-// brush class, side by side, and the recorded 30-second painting with style 3.
-//   brush_gallery <gallery.png> [<painting.png>]
+// brush class, side by side, and the benchmark's pen input (the demo signature
+// at four sizes and speeds, bench/brush/signatures30sec.txt) with style 3.
+//   brush_gallery <gallery.png> [<signatures.png>]
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
@@ -146,8 +147,10 @@ QImage Panel(const Style& st, const std::vector<Sample>& sig) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2)
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s GALLERY.png [SIGNATURES.png]\n", argv[0]);
         return 2;
+    }
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
     const auto sig = Signature();
@@ -168,8 +171,8 @@ int main(int argc, char** argv) {
     if (argc < 3)
         return 0;
 
-    // The recorded painting, style 3 at the windows' pen size; a pen-up ends a stroke.
-    const auto ev = LoadPenEvents(SP_PAINTING_DAT);
+    // The pen input, style 3 at the windows' pen size; a pen-up ends a stroke.
+    const auto ev = LoadPenEventsOrExit(argv[0], SP_SIGNATURES_INPUT);
     const int side = 1024;
     std::vector<int> pixels((size_t)side * side);
     void* h = Initialize(side, side, pixels.data());

@@ -1,5 +1,6 @@
-// Dab throughput and the cost of real pen input, ours next to libmypaint's in
-// the same run. libmypaint paints on its fixed tiled surface, one OpenMP
+// Dab throughput and the cost of pen input (the demo signature played at four
+// sizes and speeds, bench/brush/signatures30sec.txt), ours next to libmypaint's
+// in the same run. libmypaint paints on its fixed tiled surface, one OpenMP
 // thread, so both sides use one core.
 #include <benchmark/benchmark.h>
 #include <omp.h>
@@ -84,10 +85,9 @@ void BM_MyPaintDab(benchmark::State& state) {
 BENCHMARK(BM_OursDab)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond)->MinTime(0.3);
 BENCHMARK(BM_MyPaintDab)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond)->MinTime(0.3);
 
-const std::vector<PenEvent>& Events() {
-    static const std::vector<PenEvent> ev = LoadPenEvents(SP_PAINTING_DAT);
-    return ev;
-}
+// The signature input (bench/brush/signatures30sec.txt), read by main.
+std::vector<PenEvent> g_events;
+const std::vector<PenEvent>& Events() { return g_events; }
 
 // Our engine as the windows drive it: one StrokePoint per event (with its
 // blend_out), a pen-up ends the stroke. Arg 0: style 3 at pen size 3 (brush
@@ -180,6 +180,7 @@ public:
 
 int main(int argc, char** argv) {
     omp_set_num_threads(1);
+    g_events = LoadPenEventsOrExit(argv[0], SP_SIGNATURES_INPUT);
     benchmark::Initialize(&argc, argv);
     Collector c;
     benchmark::RunSpecifiedBenchmarks(&c);
@@ -191,7 +192,8 @@ int main(int argc, char** argv) {
             std::printf("%-8.1f %14.0f %14.0f %8.2f\n", kRadii[i], 1e9 / c.ns[a], 1e9 / c.ns[b], c.ns[b] / c.ns[a]);
     }
     const char* names[] = {"style 3", "airbrush"};
-    std::printf("\n%-9s %16s %16s %8s\n", "input", "ours us/event", "mypaint us/event", "ratio");
+    std::printf("\n%zu reports of %s\n", g_events.size(), SP_SIGNATURES_INPUT);
+    std::printf("%-9s %16s %16s %8s\n", "input", "ours us/event", "mypaint us/event", "ratio");
     for (int i = 0; i < 2; ++i) {
         const std::string a = "BM_OursEvents/" + std::to_string(i), b = "BM_MyPaintEvents/" + std::to_string(i);
         if (c.ns.count(a) && c.ns.count(b))

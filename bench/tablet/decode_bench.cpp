@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -188,6 +189,30 @@ void BM_ReaderPath(benchmark::State &state)
 BENCHMARK(BM_ReaderPath)->Args({0x3102, 0})->Args({0x3102, 1000})->Args({0x8420, 0})->Args({0x8420, 1000})
     ->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// Counts the runs that stopped with an error (the reader path outside the
+// umockdev preload), so that such a run does not end as a success.
+class ErrorCounter : public benchmark::ConsoleReporter {
+public:
+    int errors = 0;
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run &r : runs)
+            errors += r.error_occurred ? 1 : 0;
+    }
+};
+
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char **argv)
+{
+    benchmark::Initialize(&argc, argv);
+    ErrorCounter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    if (reporter.errors) {
+        fprintf(stderr, "%s: %d benchmark(s) stopped with an error, see above\n", argv[0], reporter.errors);
+        return 1;
+    }
+    return 0;
+}
