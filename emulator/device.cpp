@@ -48,14 +48,26 @@ void Device::push(const Bytes &report)
     d_->deliverLocked();
 }
 
+void Device::Impl::pushTo(unsigned plugin, const Bytes &report)
+{
+    std::lock_guard<std::mutex> lock(m);
+    if (!plugged() || plugins != plugin)
+        return;
+    reports.push_back(report);
+    deliverLocked();
+}
+
+// The reports belong to the plug-in of the moment: an unplug drops the rest,
+// so a replugged device never sends what was meant for the one before.
 void Device::pushPaced(std::vector<Bytes> reports, std::chrono::microseconds interval)
 {
     std::lock_guard<std::mutex> lock(d_->m);
-    d_->paced.emplace_back([this, reports = std::move(reports), interval] {
+    const unsigned plugin = d_->plugins;
+    d_->paced.emplace_back([this, plugin, reports = std::move(reports), interval] {
         auto due = std::chrono::steady_clock::now();
         for (const Bytes &r : reports) {
             std::this_thread::sleep_until(due);
-            push(r);
+            d_->pushTo(plugin, r);
             due += interval;
         }
     });

@@ -81,6 +81,7 @@ struct Device::Impl {
     UMockdevIoctlClient *claimOwner = nullptr;
     uint8_t alt = 0;
     std::vector<std::unique_ptr<Node>> nodes; // back() is the current plug-in
+    unsigned plugins = 0;               // plug-ins so far; a paced push keeps to its own
     std::vector<std::thread> paced;
 
     Node *current() const { return nodes.empty() ? nullptr : nodes.back().get(); }
@@ -90,6 +91,8 @@ struct Device::Impl {
     void plug(uint8_t devnum);
     // Hand queued reports to waiting IN URBs. Caller holds m.
     void deliverLocked();
+    // Queue a report if plug-in number `plugin` is still the live one.
+    void pushTo(unsigned plugin, const Bytes &report);
     void joinPaced();
 
     // ioctl side (usbfs.cpp), all on umockdev's worker thread.

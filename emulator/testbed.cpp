@@ -144,6 +144,7 @@ void Device::Impl::plug(uint8_t devnum)
         claimOwner = nullptr;
         alt = 0;
         nodes.push_back(std::move(node));
+        ++plugins;
     }
 
     const std::string record = desc::umockdevRecord(profile, syspath, busnum, devnum, descriptors);

@@ -90,6 +90,12 @@ TEST(AngledDab, ScanlineSampleClamps) {
         h.b.DrawScanlineDA(3, 4, 1, c.u, c.v, 0, 0, 127);
         EXPECT_EQ(h.A(3, 4), c.m * 127 / 255);
     }
+    // On a coloured image only byte 0 (blue) masks the ink; the bytes after
+    // it, alpha included, are not read: 90 at full strength.
+    Dab d(false);
+    d.img.pixels[0] = PXPixel(90, 200, 30, 250);
+    d.b.DrawScanlineDA(3, 4, 1, -5, -5, 0, 0, 255);
+    EXPECT_EQ(d.A(3, 4), 90);
 }
 
 // Degenerate and ignored inputs, each against a reference surface.

@@ -137,4 +137,24 @@ TEST(TextureBrush, WidthIsThePeriodOfRowsAndColumns) {
     EXPECT_EQ(s.pixels[10 * s.stride + 10].a, 0);
 }
 
+// The paper's red channel alone shapes the ink, whatever its blue and green:
+// a one-pixel paper under the flat tip at r = 4 and strength 1 gives v =
+// 255 - red inside (weight 1, the 52 centres) and under 127.5 in the ring, so
+// the 52 come through when red is below 127.5 and none otherwise.
+TEST(TextureBrush, RedChannelShapesTheInk) {
+    struct { uint8_t b, g, r; int inked; } cases[] = {
+        {0, 0, 255, 0}, {255, 255, 0, 52}, {0, 255, 100, 52}, {255, 0, 200, 0}, {0, 0, 128, 0}, {255, 255, 127, 52},
+    };
+    for (auto& c : cases) {
+        PXSurface paper(1, 1), s(24, 24);
+        paper.pixels[0] = {c.b, c.g, c.r, 255};
+        PXTextureBrush t(&s, new PXFlatTipFunction());
+        Preset(t, 8.0f, 1.0f, 1.0f);
+        t.SetTexture(&paper);
+        t.ApplyDab(10.0f, 10.0f, 1.0f);
+        EXPECT_EQ(Histogram(s)[255], c.inked) << (int)c.b << " " << (int)c.g << " " << (int)c.r;
+        EXPECT_EQ(Histogram(s)[0], 24 * 24 - c.inked);
+    }
+}
+
 }  // namespace

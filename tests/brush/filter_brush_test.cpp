@@ -57,6 +57,29 @@ TEST(FilterBrush, FirstPassLeansUpAndRepeatsEdges) {
     }
 }
 
+// The sharpen kernel overshoots both ways and the result is clamped to a
+// byte, every channel alike. 3 x 3 grey surface: row 0 at U, row 1 at S, C, S.
+// At (1, 1) the sum is 16 C - 6 U - 2 S (row 0 counted twice), divided by 8
+// towards zero: 3200 / 8 = 400 -> 255 (a wrap would give 144); exactly 2040;
+// 2032 -> 254; -640 -> 0 (a wrap would give 176); -8 -> -1 -> 0; -7 -> 0.
+TEST(FilterBrush, SharpenClampsToAByte) {
+    struct { int u, side, centre, want; } cases[] = {
+        {0, 0, 200, 255}, {6, 2, 130, 255}, {0, 0, 127, 254}, {100, 100, 10, 0}, {1, 1, 0, 0}, {1, 0, 0, 0},
+    };
+    for (auto& c : cases) {
+        Filter f(3, true, new PXFlatTipFunction(), 1.0f, 0.0f);
+        auto grey = [](int v) { return PXPixel((uint8_t)v, (uint8_t)v, (uint8_t)v, (uint8_t)v); };
+        for (int i = 0; i < 3; ++i)
+            f.s.pixels[i] = grey(c.u);
+        f.s.pixels[3] = f.s.pixels[5] = grey(c.side);
+        f.s.pixels[4] = grey(c.centre);
+        f.b->ApplyDab(1.5f, 1.5f, 1.0f, 0.0f);  // radius 0.5: columns 0..2, rows 0..2
+        const PXPixel p = f.b->dab_image->pixels[1 * 128 + 1];
+        EXPECT_TRUE(p.b == c.want && p.g == c.want && p.r == c.want && p.a == c.want)
+            << c.u << " " << c.side << " " << c.centre << ": " << (int)p.b << " " << (int)p.a;
+    }
+}
+
 // An inked pixel keeps its colour; its alpha is the smaller of the filtered
 // alpha, (8 * 200 + 8 * 40) / 16 = 120 for row 0 at 200 over rows at 40, and
 // the "over" of its own with a: opacity 0.1 gives a = 25, over(40, 25) = 61;

@@ -108,6 +108,45 @@ TEST(Jitter, ColourRoundTrips) {
     }
 }
 
+// Hue into each of the six sectors: pure red (H = 0, S = V = 1) moved by
+// hue_jitter * (u1 - 0.5), the amount chosen so that H lands a quarter into
+// sector i, H = (i + 1/4) / 6. Then P = 0, Q = 1 - 1/4, T = 1/4: the bytes
+// 255, trunc(191.25) = 191 and trunc(63.75) = 63, placed by the sector
+// (red to yellow, to green, to cyan, to blue, to magenta, back to red).
+TEST(Jitter, HueIntoEverySector) {
+    const int want[6][3] = {{255, 63, 0}, {191, 255, 0}, {0, 255, 63}, {0, 191, 255}, {63, 0, 255}, {255, 0, 191}};
+    for (int i = 0; i < 6; ++i) {
+        Fixture f;
+        f.b.hue_jitter = (1.0f - (i + 0.25f) / 6.0f) / (0.5f - kU1);
+        float x = 0, y = 0, r = 3;
+        PXPenPigment col{0, 0, 255, 7};
+        f.b.ApplyJitter(x, y, r, col);
+        EXPECT_EQ(col.r, want[i][0]) << "sector " << i;
+        EXPECT_EQ(col.g, want[i][1]) << "sector " << i;
+        EXPECT_EQ(col.b, want[i][2]) << "sector " << i;
+        EXPECT_EQ(col.a, 7);
+    }
+}
+
+// The way in, from a colour of each sector (red, green or blue the largest,
+// and below red a negative hue that wraps): a hue jitter too small to move a
+// byte gives the colour back, each byte at most one lower for the truncation.
+TEST(Jitter, EverySectorRoundTrips) {
+    const int in[][3] = {{200, 120, 40}, {150, 210, 30}, {20, 180, 90},
+                         {60, 110, 230}, {140, 10, 250}, {240, 50, 170}};
+    for (const auto& c : in) {
+        Fixture f;
+        f.b.hue_jitter = 1e-6f;
+        float x = 0, y = 0, r = 3;
+        PXPenPigment col{(uint8_t)c[2], (uint8_t)c[1], (uint8_t)c[0], 255};
+        f.b.ApplyJitter(x, y, r, col);
+        const int got[3] = {col.r, col.g, col.b};
+        for (int k = 0; k < 3; ++k)
+            EXPECT_TRUE(got[k] == c[k] || got[k] == c[k] - 1) << c[0] << "," << c[1] << "," << c[2] << " channel " << k
+                                                                << ": " << got[k];
+    }
+}
+
 // The base dab hands its own colour to the jitter, so the colour walks: two
 // dabs under value jitter take two draws and lower the value twice.
 TEST(Jitter, ColourWalksThroughTheBrush) {

@@ -204,6 +204,41 @@ TEST(Stroke, DisplayChangesStayInsideDirty) {
     EXPECT_EQ(d2.pixels[10 * 32 + 14].a, s2.pixels[10 * 32 + 14].a);
 }
 
+// A curved piece of the four-point form, the smoothing settled (filtered[0]
+// and [1] equal to the first two samples). Worked by hand: the control points
+// are (30, 50), (10, 10), (36.3903, 11.1125) and (21.9458, 44.4458); the chord
+// from (17.7317, 16.8521) to (29.5845, 16.4826) is 11.8585, so n = trunc(2.96
+// + 0.5) = 3 steps; the vertices at t = 1/3 and 2/3 come from the B-spline
+// weights (calculator). Dabs one pixel apart along that polyline, 15.6798
+// long: 16 of them, carry 0.3202. Two steps instead of three would put the
+// middle dabs up to 1.16 pixels off.
+TEST(Stroke, CurvedPieceStepsAndSpacing) {
+    const float vx[] = {17.73171f, 20.83557f, 25.86335f, 29.58449f};
+    const float vy[] = {16.85208f, 12.59997f, 12.58660f, 16.48264f};
+    const PenPoint p[4] = {{30, 50, 0.5f, 0, 0}, {10, 10, 0.5f, 0, 0}, {40, 10, 0.5f, 0, 0}, {20, 50, 0.5f, 0, 0}};
+    PXSurface s(64, 64);
+    Recorder b(&s, 3.0f);
+    b.BeginStroke();
+    b.filtered[0] = p[0];
+    b.filtered[1] = p[1];
+    b.InterpolateStroke(p[0], p[1], p[2], p[3]);
+    ASSERT_EQ(b.dabs.size(), 16u);
+    EXPECT_NEAR(b.carry, 0.32018f, 2e-3);
+    double walked = 0;
+    int j = 0;
+    for (size_t k = 0; k < b.dabs.size(); ++k) {
+        double len = std::hypot(vx[j + 1] - vx[j], vy[j + 1] - vy[j]);
+        while (walked + len < (double)k) {
+            walked += len;
+            ++j;
+            len = std::hypot(vx[j + 1] - vx[j], vy[j + 1] - vy[j]);
+        }
+        const double u = ((double)k - walked) / len;
+        EXPECT_NEAR(b.dabs[k].x, vx[j] + u * (vx[j + 1] - vx[j]), 2e-3) << k;
+        EXPECT_NEAR(b.dabs[k].y, vy[j] + u * (vy[j + 1] - vy[j]), 2e-3) << k;
+    }
+}
+
 // The three-point form between the mid-points a = (20, 10) and b = (30, 20)
 // of (10, 10), (30, 10), (30, 30), worked by hand: n = trunc(0.2 * (10 + 10)
 // + 0.5) = 4 steps on x = 30 - 10 (1 - t)^2, y = 10 + 10 t^2, pressure

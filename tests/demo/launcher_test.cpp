@@ -24,15 +24,16 @@ struct Launched {
 };
 
 // Starts the launcher with its output on a pipe.
-Launched launch(const std::string &model, const std::string &strokes)
+Launched launch(const std::string &model, const std::string &strokes, const char *signature = kSignature)
 {
     const std::string file = testing::TempDir() + "demo_launcher_signature.txt";
-    std::ofstream(file) << kSignature;
+    std::ofstream(file) << signature;
     int fds[2];
     EXPECT_EQ(pipe(fds), 0);
     const pid_t pid = fork();
     if (pid == 0) {
         dup2(fds[1], 1);
+        dup2(fds[1], 2);
         close(fds[0]);
         setenv("SP_DEMO_CLIENT_STROKES", strokes.c_str(), 1);
         execl(SP_DEMO_LAUNCHER, SP_DEMO_LAUNCHER, "--model", model.c_str(), "--program", SP_DEMO_CLIENT,
@@ -90,4 +91,21 @@ TEST(DemoLauncher, EndsItsProgramOnTerm)
     const std::string out = readUntil(r.out, "slateprobe-demo: ended");
     EXPECT_NE(out.find("slateprobe-demo: ended"), std::string::npos) << out;
     EXPECT_EQ(finish(r), 0);
+}
+
+// Samples sharing a time stamp are all signed (the pacer sends them back to
+// back); a file whose time goes back stops the launcher at once with the line.
+TEST(DemoLauncher, SharedAndBackwardTimes)
+{
+    Launched r = launch("KV-C1", "2",
+                        "0 100 100 0.5\n0 120 110 0.5\n16 140 120 0.5\n16 140 120 0\n"
+                        "200 200 100 0.6\n200 220 90 0.6\n200 220 90 0\n");
+    std::string out = readUntil(r.out, "slateprobe-demo: ended");
+    EXPECT_EQ(finish(r), 0) << out;
+    EXPECT_NE(out.find("client: down=5 strokes=2"), std::string::npos) << out;
+
+    r = launch("KV-C1", "2", "0 100 100 0.5\n8 120 110 0.5\n8 140 120 0.5\n7 140 120 0\n");
+    out = readUntil(r.out, "never printed");
+    EXPECT_EQ(finish(r), 2) << out;
+    EXPECT_NE(out.find("line 4: time goes back"), std::string::npos) << out;
 }

@@ -37,6 +37,10 @@ TEST(DemoSignature, RejectsFaultyLines)
         {"0 1 2 0.5 9\n", "line 1: expected four numbers"},
         {"0 1 2 0.5\n0 1 x 0.5\n", "line 2: expected four numbers"},
         {"# c\n10 1 1 0.5\n\n5 1 1 0.5\n", "line 4: time goes back"},
+        // back after two samples at one time, back after a lift, back before the first touch
+        {"0 1 1 0.5\n5 1 1 0.5\n5 2 2 0.5\n4 2 2 0.5\n", "line 4: time goes back"},
+        {"0 1 1 0.5\n10 1 1 0\n9 1 1 0.5\n", "line 3: time goes back"},
+        {"10 1 1 0\n5 1 1 0.5\n", "line 2: time goes back"},
         {"0 401 0 0.5\n", "line 1: position outside"},
         {"0 0 -1 0.5\n", "line 1: position outside"},
         {"0 1 1 1.5\n", "line 1: pressure outside"},
@@ -86,4 +90,19 @@ TEST(DemoSignature, ReplayPacing)
             at.push_back(int(r.at.count()));
         EXPECT_EQ(at, c.at);
     }
+}
+
+// Samples that share a time stamp are taken as they come: their reports go
+// out at the same moment, in file order, and a lift may share the time too.
+TEST(DemoSignature, SharedTimeStamps)
+{
+    const auto s = parse("100 10 10 0.5\n100 20 10 0.5\n108 30 10 0.5\n108 30 10 0\n");
+    ASSERT_EQ(s.size(), 1u);
+    ASSERT_EQ(s[0].samples.size(), 3u);
+    EXPECT_EQ(s[0].samples[1].x, 20);
+    EXPECT_EQ(s[0].liftMs, 108);
+    std::vector<int> at;
+    for (const auto &r : demo::replaySchedule(0x8420, s))
+        at.push_back(int(r.at.count()));
+    EXPECT_EQ(at, (std::vector<int>{0, 0, 8, 8}));
 }

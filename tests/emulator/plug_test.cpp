@@ -67,6 +67,40 @@ TEST(EmulatorPlug, IdleUnplugAndReplug)
     libusb_close(h);
 }
 
+// A replugged tablet starts with no reports: what was pushed before the
+// unplug and never read, and what a paced push still had to send, are gone.
+// Paced: one report now, two more 300 ms and 600 ms later; the unplug and
+// replug come before the second is due, so without the cut both would reach
+// the new plug-in. The first report read after the replug is the one pushed
+// after it.
+TEST(EmulatorPlug, ReplugDeliversNoStaleReports)
+{
+    emu::Testbed tb;
+    emu::Device &dev = tb.add(DeviceSpec::tabletRow(5));
+    Host host;
+    libusb_device_handle *h = host.openClaimed(dev);
+    ASSERT_NE(h, nullptr);
+    dev.push({1});
+    dev.push({2});
+    EXPECT_EQ(dev.queuedReports(), 2u);
+    dev.pushPaced({{5}, {6}, {7}}, std::chrono::milliseconds(300));
+    dev.unplug();
+    libusb_close(h);
+    dev.replug();
+    ASSERT_TRUE(waitFor([&] { return host.at(dev); }));
+    EXPECT_EQ(dev.queuedReports(), 0u);
+    h = host.openClaimed(dev);
+    ASSERT_NE(h, nullptr);
+    dev.waitPacedDone();
+    EXPECT_EQ(dev.queuedReports(), 0u);
+    dev.push({3, 4});
+    unsigned char buf[8] = {};
+    int done = 0;
+    ASSERT_EQ(libusb_interrupt_transfer(h, 0x81, buf, 8, &done, 1000), 0);
+    EXPECT_EQ(Bytes(buf, buf + done), (Bytes{3, 4}));
+    libusb_close(h);
+}
+
 // The program under test may run in a child process (the GUI tests do so):
 // it inherits the preload and the test bed, and the emulator here answers it.
 // This binary re-runs itself as that child, with EMU_CHILD set.

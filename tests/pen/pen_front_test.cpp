@@ -248,6 +248,46 @@ TEST_F(Front, EveryStyleDraws) {
     }
 }
 
+// Styles 9 and 14 select slots that hold no brush: every call goes through,
+// nothing is drawn, the rectangle is left as it was, nothing crashes; the next
+// style with a brush draws again. Through the upper layer as well.
+TEST_F(Front, StylesWithoutABrushDrawNothing) {
+    std::vector<int> px(20 * 16);
+    for (int style : {9, 14}) {
+        void* h = Initialize(20, 16, px.data());
+        SetColor(h, 0x40, 0x30, 0x20, 255);
+        SetPenStyle(h, style);
+        EXPECT_EQ(E(h)->pen_style, style);
+        SetColor(h, 1, 2, 3, 255);
+        SetPenSize(h, 3.0f);
+        SetFadeStep(h, 4.0f);
+        EXPECT_EQ(GetSize(h), 0.0f) << style;
+        int rect[4] = {-9, -9, -9, -9};
+        BeginStroke(h);
+        for (int i = 0; i < 8; ++i)
+            StrokePoint(h, rect, 3.0f + 2.0f * i, 8.0f, 1.0f);
+        EndStroke(h, rect);
+        EXPECT_EQ(std::vector<int>(rect, rect + 4), std::vector<int>(4, -9)) << style;
+        EXPECT_TRUE(AllWords(E(h)->display_surface, 0xFFFFFFFFu)) << style;
+        EXPECT_TRUE(E(h)->stroke_surface->IsAllZero());
+        SetPenStyle(h, 3);
+        BeginStroke(h);
+        StrokePoint(h, rect, 10.0f, 8.0f, 1.0f);
+        EndStroke(h, rect);
+        EXPECT_FALSE(AllWords(E(h)->display_surface, 0xFFFFFFFFu)) << style;
+        DestroyEngine(h);
+
+        Open();
+        void* g = PXPenSet(20, 16, px.data(), 0, style, 3.0f);
+        ASSERT_NE(g, nullptr);
+        PXBeginStroke(g);
+        PXStrokePoint(g, rect, 10.0f, 8.0f, 1.0f);
+        PXEndStroke(g, rect);
+        EXPECT_TRUE(AllWords(E(g)->display_surface, 0x1FFFFFFFu)) << style;
+        EXPECT_EQ(PXClearSign(), 0);
+    }
+}
+
 TEST_F(Front, PenSetAndBackground) {
     EXPECT_EQ(PXPenSet(8, 6, buf.data(), 0, 3, 3.0f), nullptr);  // device closed
     EXPECT_EQ(g_be, nullptr);

@@ -93,6 +93,7 @@ public:
     // unplugged.
     void push(const Bytes &report);
     // Queue reports at a fixed pace from a background thread; returns at once.
+    // Those still to come at an unplug are dropped, also after a replug.
     void pushPaced(std::vector<Bytes> reports, std::chrono::microseconds interval);
     void waitPacedDone();
 
