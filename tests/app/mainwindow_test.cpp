@@ -3,6 +3,7 @@
 // the identity the emulated tablet gives and the window's mapping rule.
 #include <QTextLayout>
 #include <QFontMetrics>
+#include <functional>
 #include <thread>
 
 #include "emulator/scanners.h"
@@ -85,16 +86,25 @@ struct Model {
 };
 
 // Identity 21 | 34 12 (56) 00 | 45 00 | 02 03: category 33, industry 69,
-// number 0x0302 = 770; bcdDevice 0x0213 arrives swapped as "1302". KV-B6
-// reads no identity, so the window keeps the previous model's (KV-B5's).
-// One model of each kind: the identity of every model is the tablet layer's.
+// number 0x0302 = 770; bcdDevice 0x0213 arrives swapped as "1302". The pid
+// has three bytes in the scrambled form (0x561234) and two in the plain one
+// (0x1234). Display tablets send the form the test asks for (alternating
+// here); the 64-byte pads send the scrambled one, the 8-byte pads the plain
+// one. KV-B6 reads no identity, so the window keeps the previous model's
+// (KV-B5's). All sixteen rows of the catalogue, in its order.
+const char kScrambled[] = "5640756", kPlain[] = "4660";
 const Model kModels[] = {
-    {"KV-A2", 0x3102, false, true, "5640756"}, {"KV-B5", 0x8826, false, false, "4660"},
-    {"KV-B6", 0x8534, false, false, "4660"},   {"KV-C1", 0x8420, true, false, "4660"},
-    {"KV-C4", 0x880F, true, true, "5640756"},
+    {"KV-A1", 0x3101, false, true, kScrambled},  {"KV-A2", 0x3102, false, false, kPlain},
+    {"KV-A3", 0x3103, false, true, kScrambled},  {"KV-A4", 0x3105, false, false, kPlain},
+    {"KV-A5", 0x3106, false, true, kScrambled},  {"KV-B1", 0x9010, false, false, kPlain},
+    {"KV-B2", 0x8811, false, true, kScrambled},  {"KV-B3", 0x8824, false, false, kPlain},
+    {"KV-B4", 0x880C, false, true, kScrambled},  {"KV-B5", 0x8826, false, false, kPlain},
+    {"KV-B6", 0x8534, false, false, kPlain},     {"KV-C1", 0x8420, true, false, kPlain},
+    {"KV-C2", 0x8421, true, false, kPlain},      {"KV-C3", 0x8816, true, false, kPlain},
+    {"KV-C4", 0x880F, true, true, kScrambled},   {"KV-C5", 0x8807, true, true, kScrambled},
 };
 
-TEST_F(Window, OpensEachKindOfModel)
+TEST_F(Window, OpensEveryModel)
 {
     for (const Model &m : kModels) {
         SCOPED_TRACE(m.name);
@@ -145,6 +155,119 @@ TEST_F(Window, SecondOpenAndCloseOnPad)
     EXPECT_EQ(probe->lastState(), 0);
 }
 
+// Touch callbacks of someone else, five distinct ones: enough to fill the
+// tablet layer's table.
+template <int N>
+int otherListener(TOUCH_INFO)
+{
+    return 1;
+}
+const TouchInfoCallBack kOthers[] = {otherListener<0>, otherListener<1>, otherListener<2>, otherListener<3>,
+                                     otherListener<4>};
+
+// Open's failures. Each box shows the error text of the failing call's code
+// (2 "打开手写设备失败", -10 "其它"), each list line names the step. Up to the
+// registration a failure leaves the fields as they were; a registration
+// that fails is told and the window goes on with the tablet.
+TEST_F(Window, OpenFailures)
+{
+    const QStringList kept{"keep", "keep", "keep", "keep", "keep", "keep", "keep"};
+    const QStringList filled{"5E1B", "8420", "33", "4660", "69", "770", "1302"};
+    struct Case {
+        const char *what;
+        uint16_t pid;
+        std::function<void(emu::Device &)> arrange;
+        QStringList boxes, lines;
+        bool goesOn;
+    } cases[] = {
+        // The identity command fails on the bus: the open gives -10.
+        {"identity command stalls", 0x8420, [&](emu::Device &) { beh->plan(Command::Identity, {emu::Answer::Stall}); },
+         {"其它"}, {"打开手写设备测试手写", "打开手写设备失败"}, false},
+        // The fingerprint button selects KV-C2's row without opening it (no
+        // fingerprint mode there); the selection is trusted, so the tablet's
+        // going shows first at the transport's open (2).
+        {"selected, then unplugged", 0x8421,
+         [&](emu::Device &dev) {
+             probe->fingerprint();
+             dev.unplug();
+             // libusb learns of the going from its hot-plug thread; the
+             // window's Open comes once it has.
+             ASSERT_TRUE(QTest::qWaitFor([] {
+                 hid_device_info *found = hid_enumerate(0x5E1B, 0x8421);
+                 hid_free_enumeration(found);
+                 return found == nullptr;
+             }, 5000));
+         },
+         {"打开手写设备失败"}, {"未连接指纹设备", "打开手写设备测试手写", "打开手写设备失败"}, false},
+        // The callback table is full of others' callbacks (registered on the
+        // selected row, which opens nothing).
+        {"callback table full", 0x8420,
+         [&](emu::Device &) {
+             ASSERT_EQ(GetDeviceStatus(), 0);
+             for (TouchInfoCallBack cb : kOthers)
+                 ASSERT_EQ(RegisterTouchInfoCallBack(cb), 0);
+         },
+         {"注册回调函数失败"}, {"打开手写设备测试手写", "注册回调函数失败"}, true},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        emu::Device &dev = plug(c.pid);
+        fillEdits("keep");
+        c.arrange(dev);
+        ModalWatcher boxes;
+        probe->open();
+        EXPECT_EQ(boxes.texts, c.boxes);
+        EXPECT_EQ(probe->list(), c.lines);
+        EXPECT_EQ(edits(), c.goesOn ? filled : kept);
+        EXPECT_EQ(probe->image() != nullptr, c.goesOn);  // the pad's image comes after the fields
+        if (!c.goesOn) {
+            EXPECT_FALSE(dev.claimed());
+        }
+        probe->close();
+        // Removal from a full table leaves the last callback in more than one
+        // slot, one copy going per call: each goes until it is reported gone.
+        for (TouchInfoCallBack cb : kOthers)
+            for (int i = 0; i < kCallbackSlots && UnregisterTouchInfoCallBack(cb) == 0; ++i) {
+            }
+        if (dev.plugged())
+            dev.unplug();
+    }
+}
+
+// A display tablet pulled while the window reads its identity: the open goes
+// through (a display tablet opens without one), the reader finds the tablet
+// gone and drops the selection, and the device information fails with 1
+// ("设备未连接"). The reader has the millisecond that the open waits to get
+// there first; where it is late, the registration fails instead or the open
+// goes through with a dialog, so the case is tried a few times.
+TEST_F(Window, TabletGoneBeforeItsInformation)
+{
+    int seen = 0;
+    for (int attempt = 0; attempt < 8 && seen == 0; ++attempt) {
+        SCOPED_TRACE(attempt);
+        emu::Device &dev = plug(0x3102);
+        beh->plan(Command::CustomIdAck, {emu::Answer::Silent});
+        fillEdits("keep");
+        std::thread puller([&] {
+            for (int i = 0; i < 5000 && beh->count(Command::CustomIdAck) == 0; ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            dev.unplug();
+        });
+        ModalWatcher boxes;
+        probe->open();
+        puller.join();
+        if (probe->list().value(1) == "获取设备信息失败") {
+            ++seen;
+            EXPECT_EQ(boxes.texts, QStringList{"设备未连接"});
+            EXPECT_EQ(probe->list(), QStringList({"打开手写设备测试手写", "获取设备信息失败"}));
+            EXPECT_EQ(edits(), QStringList({"keep", "keep", "keep", "keep", "keep", "keep", "keep"}));
+            EXPECT_EQ(probe->signDlg(), nullptr);
+        }
+        probe->close();
+    }
+    EXPECT_EQ(seen, 1);
+}
+
 // KV-C1: X 0..6144 and Y 0..8192 after the pad's Y window from 955. A row at
 // decoded y 4096 maps to 250 * 4096 / 8192 = 125; x maps by 400 * x / 6144.
 emu::StrokeSample at(int px, int pressure = 600)
@@ -178,12 +301,14 @@ TEST_F(Window, SigningOnPad)
         EXPECT_TRUE(white(image, x, y)) << x << "," << y;
 
     // A key of 48 (both) is ignored, the re-sign key clears and says so.
+    // The next pen event copies the engine's surface into the image again
+    // (a pen-down only opens a stroke): the old ink must be gone there too.
     std::thread([] {
         pen_event_listener({0, 0, 0.0f, 0, 48});
         pen_event_listener({0, 0, 0.0f, 0, 16});
+        pen_event_listener({3072, 4096, 0.5f, 1, 0});
     }).join();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return probe->list().size() == 2; }, 10000));
-    QTest::qWait(20);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return probe->list().size() == 2 && probe->lastState() == 1; }, 10000));
     EXPECT_EQ(probe->list(), QStringList({"打开手写设备测试手写", "点击签名板【重签】按键"}));
     EXPECT_TRUE(allWhite(image));
 
@@ -204,48 +329,58 @@ TEST_F(Window, SigningOnPad)
 // the pad returns to start mode after it. Without one the list says so and
 // the pad is left in fingerprint mode. A pad that never confirms the mode
 // gives -10: its box (the plain table's "其它"), and the button goes on.
+// With no tablet at all the mode switch answers 1: its box ("设备未连接")
+// ends the test there, though a scanner is attached.
 TEST_F(Window, FingerprintButton)
 {
     struct Case {
         const char *what;
-        bool scanner, padSilent;
+        bool tablet, scanner, padSilent;
         QStringList boxes;
     } cases[] = {
-        {"stand-in scanner", true, false, {}},
-        {"no scanner", false, false, {}},
-        {"pad silent in fingerprint mode", false, true, {"其它"}},
+        {"no tablet", false, true, false, {"设备未连接"}},
+        {"stand-in scanner", true, true, false, {}},
+        {"no scanner", true, false, false, {}},
+        {"pad silent in fingerprint mode", true, false, true, {"其它"}},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.what);
         const bool scanner = c.scanner;
-        emu::Device &pad = plug(0x8807);
+        emu::Device *pad = c.tablet ? &plug(0x8807) : nullptr;
         if (c.padSilent)
             beh->plan(Command::Fingerprint, {emu::Answer::Silent});
         emu::Device *fpr = scanner ? &bed->add(emu::scannerSpec(0)) : nullptr;
-        probe->open();
+        if (pad)
+            probe->open();
         int startsWhileShown = -1;
         ModalWatcher boxes;
         boxes.ready = [&](QDialog *) {
             if (!Fprimg || Fprimg->isNull())
                 return false;
-            startsWhileShown = beh->count(Command::Start);
+            startsWhileShown = pad ? beh->count(Command::Start) : 0;
             return true;
         };
         probe->fingerprint();
         EXPECT_EQ(boxes.texts, c.boxes);
-        EXPECT_GE(beh->count(Command::Fingerprint), 1);
-        if (scanner) {
+        if (!pad) {
+            EXPECT_TRUE(boxes.dialogs.isEmpty());
+            EXPECT_EQ(window->findChild<CapFingerDlg *>(), nullptr);  // never made
+            EXPECT_TRUE(probe->list().isEmpty());
+        } else if (scanner) {
+            EXPECT_GE(beh->count(Command::Fingerprint), 1);
             EXPECT_EQ(boxes.dialogs, QStringList{"CapFingerDlg"});
             EXPECT_EQ(startsWhileShown, 0);  // the picture came in fingerprint mode
             EXPECT_GE(beh->count(Command::Start), 1);
             EXPECT_EQ(probe->list(), QStringList{"打开手写设备测试手写"});
         } else {
+            EXPECT_GE(beh->count(Command::Fingerprint), 1);
             EXPECT_TRUE(boxes.dialogs.isEmpty());
             EXPECT_EQ(beh->count(Command::Start), 0);
             EXPECT_EQ(probe->list().last(), "未连接指纹设备");
         }
         probe->close();
-        pad.unplug();
+        if (pad)
+            pad->unplug();
         if (fpr)
             fpr->unplug();
     }

@@ -1,14 +1,78 @@
-// The signature dialog without a tablet: the screen walk over hand-made
-// desktops, the one-screen fallback (offscreen has one 800x600 screen) and
-// the clear area's once-per-press rule.
+// The signature dialog: signing and clearing through the window and an
+// emulated display tablet, the screen walk over hand-made desktops, the
+// one-screen fallback (offscreen has one 800x600 screen) and the clear
+// area's once-per-press rule.
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
+#include "emulator/tablet_protocol.h"
 #include "log/msglog.h"
 #include "window_support.h"
 
 namespace {
+
+// KV-A2 (X 0..56296, Y 0..31667) over the 800x600 fallback screen at (0,0):
+// the dialog maps a unit u to u * 800 / 56296, so the unit of screen x is
+// ceil(x * 56296 / 800), and likewise for y.
+emu::StrokeSample on(int x, int y)
+{
+    return {(x * 56296 + 799) / 800, (y * 31667 + 599) / 600, 600};
+}
+
+// Ink within a few pixels of (x, y): the brush's dabs sit a little off the
+// samples.
+bool inkNear(const QImage &image, int x, int y)
+{
+    for (int dy = -4; dy <= 4; ++dy)
+        for (int dx = -4; dx <= 4; ++dx)
+            if (!white(image, x + dx, y + dy))
+                return true;
+    return false;
+}
+
+// The clear area wipes the engine's surface, not only the dialog's image:
+// the next pen event copies that surface to the image, and the ink signed
+// before must not come back with it.
+TEST(SignExtendDlgOnTablet, ClearWipesTheInkForGood)
+{
+    emu::Testbed bed;  // before libusb starts
+    app();
+    auto beh = std::make_shared<emu::TabletBehaviour>(0x3102);
+    emu::Device &dev = bed.add(emu::DeviceSpec::tabletPid(0x3102), beh);
+    MainWindow window;
+    WindowProbe probe(window);
+    probe.open();
+    SignExtendDlg *dialog = probe.signDlg();
+    ASSERT_NE(dialog, nullptr);
+    QImage &image = *WindowProbe::image(*dialog);
+    auto send = [&](const std::vector<emu::Bytes> &reports) {
+        dev.pushPaced(reports, std::chrono::microseconds(2000));
+        dev.waitPacedDone();
+    };
+
+    // A line along y 300 from x 100 to 300, lifted there (in the writing area).
+    emu::Stroke line;
+    for (int x = 100; x <= 300; x += 20)
+        line.samples.push_back(on(x, 300));
+    send(emu::encodeStroke(0x3102, line));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return inkNear(image, 250, 300) && WindowProbe::lastState(*dialog) == 0; }, 10000));
+    for (int x : {150, 200, 250})
+        ASSERT_TRUE(inkNear(image, x, 300)) << x;
+
+    // Pressed on the clear area (x 350..449, y 559..588) and lifted there.
+    emu::Stroke press;
+    press.samples.push_back(on(400, 575));
+    send(emu::encodeStroke(0x3102, press));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return allWhite(image); }, 10000));
+
+    // The pen down elsewhere only opens a new stroke: nothing new is drawn.
+    send({emu::encodeSample(0x3102, on(700, 100))});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return WindowProbe::lastState(*dialog) == 1; }, 10000));
+    for (int x : {150, 200, 250})
+        EXPECT_FALSE(inkNear(image, x, 300)) << x;
+    EXPECT_TRUE(allWhite(image));
+}
 
 struct Walk {
     const char *name;

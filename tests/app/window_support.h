@@ -37,6 +37,7 @@ public:
     // The dialog's side.
     static QImage *image(SignExtendDlg &d) { return d.m_pImage; }
     static QRect screen(SignExtendDlg &d) { return d.m_rcScreen; }
+    static int lastState(SignExtendDlg &d) { return d.m_nLastState; }
 
 private:
     MainWindow &w_;

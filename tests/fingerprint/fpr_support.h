@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <QImage>
 #include <fstream>
@@ -27,12 +28,13 @@ inline std::vector<std::string> boxesOf(const ModalWatcher &watcher)
 }
 
 // The stand-ins read SP_SCANNER when they initialise; each test also asks
-// for a journal of the calls.
+// for a journal of the calls, one file per process: test programs running
+// side by side (ctest -j) must not write into each other's.
 struct Scanner {
     std::string journalPath;
     explicit Scanner(const std::string &script)
     {
-        journalPath = ::testing::TempDir() + "fpr-journal.txt";
+        journalPath = ::testing::TempDir() + "fpr-journal-" + std::to_string(getpid()) + ".txt";
         remove(journalPath.c_str());
         setenv("SP_SCANNER", (script + ";journal=" + journalPath).c_str(), 1);
     }
