@@ -77,6 +77,13 @@ void Analize_TabletPacket(unsigned char *report, int length, unsigned short pid,
 // of a row with reportLen/devType and dispatches what it yields. touch is the
 // reader's working record, kept between reports.
 void PXHandleDisplayReport(const unsigned char *report, int reportLen, int devType, TOUCH_INFO *touch);
+// The two pure steps of it, which change neither the decoding state nor call
+// the callbacks (the pen step reads g_fPenScale): a multi-touch report into fingers (false when the report fails
+// the acceptance test), and a pen report's position, pressure and state into
+// touch with the raw pressure in *raw. A devType outside the three layouts
+// leaves position and *raw as they were.
+bool PXDecodeMultiTouch(const unsigned char *report, MULTITOUCH_INFO *mt);
+void PXDecodeDisplayPen(const unsigned char *report, int reportLen, int devType, TOUCH_INFO *touch, int *raw);
 // Called each time the pen leaves a display tablet; does nothing.
 void moveMousetoPrimary(void);
 // Resets the decoding state above to its start values (tests, fuzzing).
