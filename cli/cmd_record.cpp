@@ -2,6 +2,8 @@
 // text format of hid-tools' hid-recorder, for replay here or by hid-tools.
 #include <cstdio>
 #include <cstring>
+#include <deque>
+#include <iterator>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -44,15 +46,21 @@ const char kUsage[] =
     "answer, 130 Ctrl-C while the tablet kept us waiting.\n";
 
 struct Received {
-    uint64_t ns;
+    uint64_t ns = 0;
     std::vector<uint8_t> bytes;
+    std::string comment;
 };
 
+// Reports go from the transport's thread (arrival time, bytes) through the
+// reader thread (the decoded comment: the decoder's state may be used only
+// there while the reader runs) to the main thread, which writes them.
 struct Recording {
     Session *session = nullptr;
+    uint16_t pid = 0;
     std::mutex m;  // guards what follows
     bool armed = false;
-    std::vector<Received> pending;
+    std::deque<Received> arrived;  // not taken by the reader yet
+    std::vector<Received> ready;   // commented, in arrival order
 };
 
 Recording g_rec;
@@ -63,21 +71,66 @@ void onArrival(const unsigned char *data, size_t length, void *)
     const uint64_t ns = nowNs();
     std::lock_guard<std::mutex> lock(g_rec.m);
     if (g_rec.armed)
-        g_rec.pending.push_back(Received{ns, std::vector<uint8_t>(data, data + length)});
+        g_rec.arrived.push_back(Received{ns, std::vector<uint8_t>(data, data + length), {}});
 }
 
-void onReport(const unsigned char *, int length, void *)
+// Moves the arrivals up to the one the reader took (the first that begins
+// with its bytes) to the ready list; those before it were lost to the full
+// queue. With no report, moves them all.
+void comment(const unsigned char *report, int length)
 {
-    if (length < 0)
-        g_rec.session->markGone();
+    std::vector<Received> taken;
+    {
+        std::lock_guard<std::mutex> lock(g_rec.m);
+        size_t n = g_rec.arrived.size();
+        if (report != nullptr) {
+            for (size_t i = 0; i < g_rec.arrived.size(); ++i) {
+                const Received &r = g_rec.arrived[i];
+                if (r.bytes.size() >= size_t(length) && std::memcmp(r.bytes.data(), report, size_t(length)) == 0) {
+                    n = i + 1;
+                    break;
+                }
+                if (i + 1 == g_rec.arrived.size())
+                    n = 0;  // not arrived through the tap (before it was armed)
+            }
+        }
+        taken.assign(std::make_move_iterator(g_rec.arrived.begin()),
+                     std::make_move_iterator(g_rec.arrived.begin() + long(n)));
+        g_rec.arrived.erase(g_rec.arrived.begin(), g_rec.arrived.begin() + long(n));
+    }
+    for (size_t i = 0; i < taken.size(); ++i) {
+        Received &r = taken[i];
+        r.comment = hidrec::describe(g_rec.pid, r.bytes.data(), r.bytes.size());
+        if (report != nullptr && i + 1 < taken.size())
+            r.comment += " (lost to the reader's queue)";
+    }
+    std::lock_guard<std::mutex> lock(g_rec.m);
+    for (Received &r : taken)
+        g_rec.ready.push_back(std::move(r));
 }
 
-std::vector<Received> takePending()
+// Reader thread: each report it takes, before it decodes it.
+void onReport(const unsigned char *report, int length, void *)
+{
+    if (length < 0) {
+        g_rec.session->markGone();
+        return;
+    }
+    comment(report, length);
+}
+
+std::vector<Received> takeReady()
 {
     std::vector<Received> out;
     std::lock_guard<std::mutex> lock(g_rec.m);
-    out.swap(g_rec.pending);
+    out.swap(g_rec.ready);
     return out;
+}
+
+bool arrivalsLeft()
+{
+    std::lock_guard<std::mutex> lock(g_rec.m);
+    return !g_rec.arrived.empty();
 }
 
 }  // namespace
@@ -115,6 +168,7 @@ int cmd_record(int argc, char **argv)
     g_rec.session = &session;
     if (int res = session.open(opts.get("--model")); res != kExitOk)
         return res;
+    g_rec.pid = session.row().pid;
     {
         std::lock_guard<std::mutex> lock(g_rec.m);
         g_rec.armed = true;
@@ -148,8 +202,7 @@ int cmd_record(int argc, char **argv)
             if (first == 0)
                 first = r.ns;
             const uint64_t usec = (r.ns - first) / 1000;
-            const std::string comment = hidrec::describe(header.pid, r.bytes.data(), r.bytes.size());
-            if (!writer.add(usec, r.bytes.data(), r.bytes.size(), comment, &error))
+            if (!writer.add(usec, r.bytes.data(), r.bytes.size(), r.comment, &error))
                 writeFailed = true;
         }
     };
@@ -168,7 +221,7 @@ int cmd_record(int argc, char **argv)
             unplugged = true;
             break;
         }
-        write(takePending());
+        write(takeReady());
         if (writeFailed)
             break;
     }
@@ -176,7 +229,23 @@ int cmd_record(int argc, char **argv)
         std::lock_guard<std::mutex> lock(g_rec.m);
         g_rec.armed = false;
     }
-    write(takePending());
+    // What arrived last is still on its way through the reader, which looks
+    // every 10 ms. A reader that found the tablet gone decodes nothing more,
+    // and the rest is commented here.
+    for (int i = 0; i < 20 && !unplugged && arrivalsLeft(); ++i)
+        waitFor(10);
+    if (unplugged) {
+        comment(nullptr, 0);
+    } else {
+        // Still not taken: kept all the same, without their words.
+        std::lock_guard<std::mutex> lock(g_rec.m);
+        for (Received &r : g_rec.arrived) {
+            r.comment = "not decoded: the recording ended before the reader took it";
+            g_rec.ready.push_back(std::move(r));
+        }
+        g_rec.arrived.clear();
+    }
+    write(takeReady());
 
     // The file is completed before the tablet is closed: a pad that keeps
     // the close waiting must not cost the recording.

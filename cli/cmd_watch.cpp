@@ -13,6 +13,7 @@
 #include "exitcodes.h"
 #include "interrupt.h"
 #include "options.h"
+#include "recording/hidrec.h"
 #include "session.h"
 #include "stats.h"
 
@@ -25,7 +26,8 @@ const char kUsage[] =
     "\n"
     "Opens the tablet as the window does (identity, sign mode for a pad) and\n"
     "prints its pen events as they come, one line each: seconds since the start,\n"
-    "x, y, pressure, pen state (down while touching) and key (16 re-sign, 32 OK).\n"
+    "x, y, pressure, pen state (1 while touching) and key (16 re-sign, 32 OK),\n"
+    "in the words of 'slateprobe-cli replay --decode'.\n"
     "A status line shows the report rate with the shortest and longest gap, the\n"
     "pressure range and the x/y extent reached while touching (against the\n"
     "model's full range), and the reports lost to the reader's queue. On a\n"
@@ -123,7 +125,7 @@ void onReport(const unsigned char *report, int length, void *)
         return;
     }
     if (g_watch.raw && g_watch.haveCurrent && !g_watch.currentHadEvent)
-        g_watch.console->line(stamp(g_watch.currentNs) + "  no event  | " + g_watch.currentHex);
+        g_watch.console->line(stamp(g_watch.currentNs) + "  (no event)  | " + g_watch.currentHex);
     // Its arrival time: the first queued arrival with these bytes. Those
     // before it were dropped by the full queue.
     uint64_t ns = 0;
@@ -146,22 +148,9 @@ void onReport(const unsigned char *report, int length, void *)
         g_watch.currentHex = hex(report, static_cast<size_t>(length));
 }
 
-const char *keyText(int key)
-{
-    switch (key) {
-    case 0: return "-";
-    case kKeyResign: return "16 re-sign";
-    case kKeyOk: return "32 OK";
-    default: return "?";
-    }
-}
-
 int onTouch(TOUCH_INFO t)
 {
-    char buf[128];
-    std::snprintf(buf, sizeof buf, "  x %5d  y %5d  p %5.3f  %-4s  key %s", t.x, t.y, t.pressure,
-                  t.state == 1 ? "down" : "up", keyText(t.key));
-    emit(stamp(g_watch.currentNs) + buf);
+    emit(stamp(g_watch.currentNs) + "  " + hidrec::formatTouch(t));
     std::lock_guard<std::mutex> lock(g_watch.m);
     g_watch.stats.event(t);
     return 1;
@@ -169,10 +158,7 @@ int onTouch(TOUCH_INFO t)
 
 int onMultiTouch(MULTITOUCH_INFO mt)
 {
-    std::string line = stamp(g_watch.currentNs) + "  fingers " + std::to_string(mt.count);
-    for (int i = 0; i < mt.count && i < 5; ++i)
-        line += "  (" + std::to_string(mt.points[i].x) + ", " + std::to_string(mt.points[i].y) + ")";
-    emit(line);
+    emit(stamp(g_watch.currentNs) + "  " + hidrec::formatMultiTouch(mt));
     return 1;
 }
 
@@ -247,11 +233,12 @@ int cmd_watch(int argc, char **argv)
     UnregisterTouchInfoCallBack(onTouch);
     UnregisterMultiTouchInfoCallBack(onMultiTouch);
     console.endStatus();
-    const int closed = session.close();
     {
+        // The replies to the close are no pen traffic.
         std::lock_guard<std::mutex> lock(g_watch.m);
         g_watch.armed = false;
     }
+    const int closed = session.close();
     const Figures f = figures(true, lostAtStart);
     char head[96];
     std::snprintf(head, sizeof head, "# summary: %llu reports in %.1f s: ",
