@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "emulator/tablet_protocol.h"
+#include "tablet/pxtablet.h"
 
 namespace {
 
@@ -129,11 +130,61 @@ void runCli(benchmark::State &state, std::vector<std::string> args, const std::s
     state.counters["events"] = events;
 }
 
+// The floor: the tablet layer alone, opened as the window opens it, with a
+// callback that only counts. What watch costs beyond it is its own work.
+int floorCallback(TOUCH_INFO)
+{
+    return 1;
+}
+
+int runFloor()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    if (OpenDevice() != 0)
+        return 1;
+    RegisterTouchInfoCallBack(floorCallback);
+    int sig = 0;
+    sigwait(&set, &sig);
+    UnregisterTouchInfoCallBack(floorCallback);
+    CloseDevice();
+    return 0;
+}
+
+std::string g_self;
+
+void BM_TabletLayerAlone(benchmark::State &state)
+{
+    double cpuPct = 0;
+    for (auto _ : state) {
+        emu::Testbed bed;
+        auto pad = std::make_shared<emu::TabletBehaviour>(0x8420);
+        emu::Device &dev = bed.add(emu::DeviceSpec::tabletPid(0x8420), pad);
+        const pid_t child = spawn({g_self, "--floor"}, "/dev/null");
+        waitUntil([&] { return pad->count(emu::Command::Sign) > 0 && dev.claimed(); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        const double cpu0 = cpuSeconds(child);
+        const auto t0 = std::chrono::steady_clock::now();
+        dev.pushPaced(stream(0x8420, kRate * 3), std::chrono::microseconds(1000000 / kRate));
+        dev.waitPacedDone();
+        waitUntil([&] { return dev.queuedReports() == 0; });
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+        cpuPct = (cpuSeconds(child) - cpu0) / wall * 100;
+        kill(child, SIGINT);
+        waitpid(child, nullptr, 0);
+    }
+    state.counters["cpu_pct"] = cpuPct;
+}
+
 void BM_WatchRawToDevNull(benchmark::State &state) { runCli(state, {"watch", "--raw"}, "/dev/null"); }
 void BM_WatchRawToFile(benchmark::State &state) { runCli(state, {"watch", "--raw"}, "/tmp/cli-watch-bench.txt"); }
 void BM_WatchToDevNull(benchmark::State &state) { runCli(state, {"watch"}, "/dev/null"); }
 void BM_Record(benchmark::State &state) { runCli(state, {"record", "/tmp/cli-watch-bench.hid"}, "/dev/null"); }
 
+BENCHMARK(BM_TabletLayerAlone)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_WatchRawToDevNull)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_WatchRawToFile)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_WatchToDevNull)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
@@ -179,6 +230,13 @@ int recordLayouts(const std::string &dir)
 int main(int argc, char **argv)
 {
     prctl(PR_SET_TIMERSLACK, 1);
+    g_self = "/proc/self/exe";
+    char self[4096];
+    const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n > 0)
+        g_self.assign(self, size_t(n));
+    if (argc == 2 && std::string(argv[1]) == "--floor")
+        return runFloor();
     if (argc == 3 && std::string(argv[1]) == "--layouts")
         return recordLayouts(argv[2]);
     benchmark::Initialize(&argc, argv);
