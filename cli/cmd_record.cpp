@@ -2,8 +2,6 @@
 // text format of hid-tools' hid-recorder, for replay here or by hid-tools.
 #include <cstdio>
 #include <cstring>
-#include <deque>
-#include <iterator>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -14,6 +12,7 @@
 #include "interrupt.h"
 #include "options.h"
 #include "recording/hidrec.h"
+#include "report_trail.h"
 #include "session.h"
 #include "stats.h"
 
@@ -45,92 +44,9 @@ const char kUsage[] =
     "keeps what was written before), 5 the tablet cannot be opened or does not\n"
     "answer, 130 Ctrl-C while the tablet kept us waiting.\n";
 
-struct Received {
-    uint64_t ns = 0;
-    std::vector<uint8_t> bytes;
-    std::string comment;
-};
-
-// Reports go from the transport's thread (arrival time, bytes) through the
-// reader thread (the decoded comment: the decoder's state may be used only
-// there while the reader runs) to the main thread, which writes them.
-struct Recording {
-    Session *session = nullptr;
-    uint16_t pid = 0;
-    std::mutex m;  // guards what follows
-    bool armed = false;
-    std::deque<Received> arrived;  // not taken by the reader yet
-    std::vector<Received> ready;   // commented, in arrival order
-};
-
-Recording g_rec;
-
-// Transport's read thread: keep it short, the writing is done elsewhere.
-void onArrival(const unsigned char *data, size_t length, void *)
+void markGone(void *session)
 {
-    const uint64_t ns = nowNs();
-    std::lock_guard<std::mutex> lock(g_rec.m);
-    if (g_rec.armed)
-        g_rec.arrived.push_back(Received{ns, std::vector<uint8_t>(data, data + length), {}});
-}
-
-// Moves the arrivals up to the one the reader took (the first that begins
-// with its bytes) to the ready list; those before it were lost to the full
-// queue. With no report, moves them all.
-void comment(const unsigned char *report, int length)
-{
-    std::vector<Received> taken;
-    {
-        std::lock_guard<std::mutex> lock(g_rec.m);
-        size_t n = g_rec.arrived.size();
-        if (report != nullptr) {
-            for (size_t i = 0; i < g_rec.arrived.size(); ++i) {
-                const Received &r = g_rec.arrived[i];
-                if (r.bytes.size() >= size_t(length) && std::memcmp(r.bytes.data(), report, size_t(length)) == 0) {
-                    n = i + 1;
-                    break;
-                }
-                if (i + 1 == g_rec.arrived.size())
-                    n = 0;  // not arrived through the tap (before it was armed)
-            }
-        }
-        taken.assign(std::make_move_iterator(g_rec.arrived.begin()),
-                     std::make_move_iterator(g_rec.arrived.begin() + long(n)));
-        g_rec.arrived.erase(g_rec.arrived.begin(), g_rec.arrived.begin() + long(n));
-    }
-    for (size_t i = 0; i < taken.size(); ++i) {
-        Received &r = taken[i];
-        r.comment = hidrec::describe(g_rec.pid, r.bytes.data(), r.bytes.size());
-        if (report != nullptr && i + 1 < taken.size())
-            r.comment += " (lost to the reader's queue)";
-    }
-    std::lock_guard<std::mutex> lock(g_rec.m);
-    for (Received &r : taken)
-        g_rec.ready.push_back(std::move(r));
-}
-
-// Reader thread: each report it takes, before it decodes it.
-void onReport(const unsigned char *report, int length, void *)
-{
-    if (length < 0) {
-        g_rec.session->markGone();
-        return;
-    }
-    comment(report, length);
-}
-
-std::vector<Received> takeReady()
-{
-    std::vector<Received> out;
-    std::lock_guard<std::mutex> lock(g_rec.m);
-    out.swap(g_rec.ready);
-    return out;
-}
-
-bool arrivalsLeft()
-{
-    std::lock_guard<std::mutex> lock(g_rec.m);
-    return !g_rec.arrived.empty();
+    static_cast<Session *>(session)->markGone();
 }
 
 }  // namespace
@@ -164,15 +80,16 @@ int cmd_record(int argc, char **argv)
     const std::string path = opts.positional()[0];
 
     Console console(opts.has("--verbose"));  // keeps the layer's chatter off standard output
-    Session session(onArrival, onReport, nullptr);
-    g_rec.session = &session;
+    // The product id is known once the tablet is chosen; the trail needs it
+    // only when the first report is decoded, after the open.
+    ReportTrail trail(0);
+    Session session(ReportTrail::arrivalTap, ReportTrail::readerTap, &trail);
+    trail.gone = markGone;
+    trail.goneContext = &session;
     if (int res = session.open(opts.get("--model")); res != kExitOk)
         return res;
-    g_rec.pid = session.row().pid;
-    {
-        std::lock_guard<std::mutex> lock(g_rec.m);
-        g_rec.armed = true;
-    }
+    trail.setPid(session.row().pid);
+    trail.arm(true);
 
     hidrec::Header header;
     header.name = std::string(session.row().manufacturer) + " " + session.row().model;
@@ -221,40 +138,26 @@ int cmd_record(int argc, char **argv)
             unplugged = true;
             break;
         }
-        write(takeReady());
+        write(trail.takeReady());
         if (writeFailed)
             break;
     }
-    {
-        std::lock_guard<std::mutex> lock(g_rec.m);
-        g_rec.armed = false;
-    }
+    trail.arm(false);
     // What arrived last is still on its way through the reader, which looks
     // every 10 ms. A reader that found the tablet gone decodes nothing more,
     // and the rest is commented here.
-    for (int i = 0; i < 20 && !unplugged && arrivalsLeft(); ++i)
+    for (int i = 0; i < 20 && !unplugged && trail.arrivalsLeft(); ++i)
         waitFor(10);
-    if (unplugged) {
-        comment(nullptr, 0);
-    } else {
-        // Still not taken: kept all the same, without their words.
-        std::lock_guard<std::mutex> lock(g_rec.m);
-        for (Received &r : g_rec.arrived) {
-            r.comment = "not decoded: the recording ended before the reader took it";
-            g_rec.ready.push_back(std::move(r));
-        }
-        g_rec.arrived.clear();
-    }
-    write(takeReady());
+    trail.flush(unplugged);
+    write(trail.takeReady());
 
     // The file is completed before the tablet is closed: a pad that keeps
     // the close waiting must not cost the recording.
-    const bool diskFull = writer.diskFull();
     std::string finishError;
     const bool finished = writer.finish(&finishError);
     const size_t count = writer.events();
     if (writeFailed)
-        std::fprintf(stderr, "slateprobe-cli: %s%s\n", diskFull ? "the disk is full: " : "", error.c_str());
+        std::fprintf(stderr, "slateprobe-cli: %s\n", error.c_str());
     if (!finished)
         std::fprintf(stderr, "slateprobe-cli: %s\n", finishError.c_str());
     else

@@ -136,6 +136,42 @@ TEST_F(SessionTest, RecordStopsAfterItsSeconds)
         << text.str();
 }
 
+// A full disk: an error and exit 4, and the file keeps whole lines of what
+// was written before. The disk is a tmpfs of 16 KiB in a mount namespace of
+// the program's own.
+TEST_F(SessionTest, FullDiskKeepsWholeLines)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root for a small tmpfs";
+    const std::string disk = dir + "/small";
+    mkdir(disk.c_str(), 0755);
+    const std::string file = disk + "/full.hid";
+    Child record({"unshare", "-m", "sh", "-c",
+                  "mount -t tmpfs -o size=16k tmpfs " + disk + " && " + SP_CLI + " record " + file +
+                      "; rc=$?; cat " + file + "; exit $rc"});
+    ASSERT_TRUE(record.waitErr("Ctrl-C to stop")) << record.err;
+    const size_t pushed = 600;  // some 50 KiB of lines
+    for (size_t i = 0; i < pushed; ++i)
+        dev->push(kSample);
+    EXPECT_EQ(record.wait(), 4) << record.err;
+    EXPECT_NE(record.err.find("the disk is full"), std::string::npos) << record.err;
+    // The file as the program left it (the tmpfs went with its namespace).
+    const std::string &text = record.out;
+    ASSERT_FALSE(text.empty());
+    EXPECT_EQ(text.back(), '\n');
+    std::istringstream lines(text);
+    std::string line;
+    size_t events = 0;
+    while (std::getline(lines, line)) {
+        if (line.rfind("E: ", 0) == 0) {
+            EXPECT_TRUE(std::regex_match(line, std::regex("E: [0-9]{6}\\.[0-9]{6} 8 02 a1 e8 03 d0 07 00 02"))) << line;
+            ++events;
+        }
+    }
+    EXPECT_GT(events, 0u);
+    EXPECT_LT(events, pushed);
+}
+
 // The pad never acknowledges sign mode, so the open keeps waiting: the
 // program says so after a second, and Ctrl-C still ends it.
 TEST_F(SessionTest, CtrlCWhileThePadNeverEntersSignMode)
