@@ -76,15 +76,16 @@ TEST_F(SessionTest, WatchPrintsEventsAndClosesOnCtrlC)
 TEST_F(SessionTest, UnplugEndsWatchAndRecord)
 {
     const std::string file = dir + "/unplug.hid";
-    const std::vector<std::string> commands[] = {{SP_CLI, "watch"}, {SP_CLI, "record", file}};
-    for (const std::vector<std::string> &argv : commands) {
+    const bool watching[] = {true, false};
+    for (bool watch : watching) {
         if (!dev->plugged())
             dev->replug();
-        Child child(argv);
-        ASSERT_TRUE(child.waitOut("# watching", 1) || child.waitErr("Ctrl-C to stop")) << child.err;
+        Child child(watch ? std::vector<std::string>{SP_CLI, "watch"} : std::vector<std::string>{SP_CLI, "record", file});
+        ASSERT_TRUE(watch ? child.waitOut("# watching") : child.waitErr("Ctrl-C to stop")) << child.err;
         send({kSample, kLift});
-        if (argv[1] == "watch")
+        if (watch) {
             ASSERT_TRUE(child.waitOut(kLiftEvent)) << child.out;
+        }
         dev->unplug();
         EXPECT_EQ(child.wait(), 3) << child.err;
         EXPECT_NE(child.err.find("KV-C1 (5e1b:8420) was unplugged"), std::string::npos) << child.err;
