@@ -33,6 +33,8 @@ Session::~Session()
 {
     if (open_)
         close();
+    else
+        CloseDevice();  // after a failed open: gives the USB context back
     hid_set_input_tap(nullptr, nullptr);
     PXSetReportTap(nullptr, nullptr);
 }
