@@ -50,8 +50,8 @@ public:
 
     // Reads until `text` shows up in standard output (or error), at most
     // `seconds`; false if it did not.
-    bool waitOut(const std::string &text, int seconds = 10) { return waitText(out, text, seconds); }
-    bool waitErr(const std::string &text, int seconds = 10) { return waitText(err, text, seconds); }
+    bool waitOut(const std::string &text, int seconds = 10, size_t from = 0) { return waitText(out, text, seconds, from); }
+    bool waitErr(const std::string &text, int seconds = 10) { return waitText(err, text, seconds, 0); }
 
     // The exit code, or -1 if the child did not end in time (it is killed)
     // or was ended by a signal.
@@ -81,10 +81,10 @@ public:
     std::string out, err;
 
 private:
-    bool waitText(const std::string &stream, const std::string &text, int seconds)
+    bool waitText(const std::string &stream, const std::string &text, int seconds, size_t from)
     {
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-        while (stream.find(text) == std::string::npos) {
+        while (stream.find(text, from) == std::string::npos) {
             if (std::chrono::steady_clock::now() > end)
                 return false;
             pump(20);

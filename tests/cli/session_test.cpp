@@ -73,6 +73,28 @@ TEST_F(SessionTest, WatchPrintsEventsAndClosesOnCtrlC)
     EXPECT_EQ(watch.out.find("hid_read mills"), std::string::npos);  // the layer's chatter stays out
 }
 
+// On a terminal (script(1) gives it one) the status line stays at the bottom:
+// each event line clears it and draws it again below.
+TEST_F(SessionTest, WatchOnATerminalRedrawsTheStatusInPlace)
+{
+    Child watch({"script", "-qfec", std::string(SP_CLI) + " watch", "/dev/null"});
+    ASSERT_TRUE(watch.waitOut("| lost 0")) << watch.out;
+    send({kSample});
+    ASSERT_TRUE(watch.waitOut(kSampleEvent)) << watch.out;
+    const std::string clear = "\r\033[K";
+    const size_t event = watch.out.find(kSampleEvent);
+    // The status drawn before is cleared, the event written from the line's
+    // start, and the status drawn again under it (the terminal turns "\n"
+    // into "\r\n").
+    EXPECT_EQ(watch.out.rfind(clear, event), event - clear.size() - std::string("  0.000000  ").size())
+        << watch.out;
+    EXPECT_TRUE(watch.waitOut(std::string(kSampleEvent) + "\r\n", 2)) << watch.out;
+    EXPECT_TRUE(watch.waitOut(" Hz", 2, event)) << watch.out;
+    EXPECT_EQ(watch.out.find("# 0 Hz"), std::string::npos) << watch.out;  // no pipe-style status lines
+    watch.signal(SIGINT);
+    watch.wait();
+}
+
 TEST_F(SessionTest, UnplugEndsWatchAndRecord)
 {
     const std::string file = dir + "/unplug.hid";
