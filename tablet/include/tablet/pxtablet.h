@@ -89,6 +89,13 @@ void moveMousetoPrimary(void);
 // Resets the decoding state above to its start values (tests, fuzzing).
 void PXResetDecodeState(void);
 
+// An observer of the reader thread, for tools that show reports beside their
+// events: each report the reader takes, before it is decoded (so the events
+// dispatched next belong to it), and (null, -1) once when the reader finds
+// the tablet gone, before it closes the handle. Set it while no reader runs.
+typedef void (*PXReportTap)(const unsigned char *report, int length, void *context);
+void PXSetReportTap(PXReportTap tap, void *context);
+
 // The reader thread: polls the transport and dispatches events.
 void *reader_loop(void *arg);
 
