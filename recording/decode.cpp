@@ -124,34 +124,14 @@ void Decoder::feed(uint64_t usec, const uint8_t *bytes, size_t length, std::vect
 
 namespace {
 
-// Output through a large buffer: a listing of a million events is written
-// in a few hundred writes.
-class Out {
-public:
-    explicit Out(std::FILE *f) : f_(f) {}
-    ~Out() { flush(); }
-    void line(uint64_t usec, const std::string &text)
-    {
-        char stamp[32];
-        const int n = std::snprintf(stamp, sizeof stamp, "%06llu.%06llu ",
-                                    static_cast<unsigned long long>(usec / 1000000),
-                                    static_cast<unsigned long long>(usec % 1000000));
-        buf_.append(stamp, size_t(n));
-        buf_ += text;
-        buf_ += '\n';
-        if (buf_.size() > 1 << 16)
-            flush();
-    }
-    void flush()
-    {
-        std::fwrite(buf_.data(), 1, buf_.size(), f_);
-        buf_.clear();
-    }
-
-private:
-    std::FILE *f_;
-    std::string buf_;
-};
+// One line of the listing, straight into the stream: the decoder's own
+// line for the OK key ("read btn ...", on standard output) then stays in its
+// place among the events.
+void printLine(std::FILE *out, uint64_t usec, const std::string &text)
+{
+    std::fprintf(out, "%06llu.%06llu %s\n", static_cast<unsigned long long>(usec / 1000000),
+                 static_cast<unsigned long long>(usec % 1000000), text.c_str());
+}
 
 }  // namespace
 
@@ -164,12 +144,11 @@ long long printDecoded(const std::string &path, std::FILE *out, Error *error)
     Decoder decoder(header.pid);
     std::vector<Decoded> decoded;
     long long count = 0;
-    Out o(out);
     for (const Event &e : events) {
         decoded.clear();
         decoder.feed(e.usec, e.bytes.data(), e.bytes.size(), &decoded);
         for (const Decoded &d : decoded)
-            o.line(d.usec, d.multi ? formatMultiTouch(d.multiTouch) : formatTouch(d.touch));
+            printLine(out, d.usec, d.multi ? formatMultiTouch(d.multiTouch) : formatTouch(d.touch));
         count += static_cast<long long>(decoded.size());
     }
     return count;

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <thread>
@@ -125,12 +127,17 @@ const Layout kLayouts[] = {
 
 TEST(RecordingRoundTrip, EveryLayoutReplaysToTheSameEvents)
 {
-    char dir[] = "/tmp/recording-rt.XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
+    // SP_RECORDING_DIR keeps the recordings there (to check them with
+    // hid-tools); otherwise they go with the test.
+    char temp[] = "/tmp/recording-rt.XXXXXX";
+    const char *keep = std::getenv("SP_RECORDING_DIR");
+    const std::string dir = keep ? keep : mkdtemp(temp);
     hid_set_input_tap(onArrival, nullptr);
     for (const Layout &layout : kLayouts) {
         SCOPED_TRACE(layout.name);
-        const std::string file = std::string(dir) + "/" + std::to_string(layout.pid) + ".hid";
+        char name[32];
+        std::snprintf(name, sizeof name, "/%04x.hid", layout.pid);
+        const std::string file = dir + name;
         const std::vector<emu::Bytes> script = emu::encodeStroke(layout.pid, signature());
         std::vector<TOUCH_INFO> original;
         {
@@ -206,6 +213,8 @@ TEST(RecordingRoundTrip, EveryLayoutReplaysToTheSameEvents)
         }
     }
     hid_set_input_tap(nullptr, nullptr);
+    if (!keep)
+        std::system(("rm -rf " + dir).c_str());
 }
 
 }  // namespace
