@@ -173,7 +173,7 @@ bool Writer::flush(std::string *error)
         if (::ftruncate(fd_, written_ + static_cast<long long>(keep)) == 0)
             written_ += static_cast<long long>(keep);
         pending_.clear();
-        if (err == ENOSPC || err == EDQUOT) {
+        if (err == ENOSPC || err == EDQUOT || err == EFBIG) {  // no more room for the file
             diskFull_ = true;
             setError(error, "the disk is full: " + temp_);
         } else {
