@@ -17,6 +17,7 @@
 #include "emulator/scanners.h"
 #include "emulator/tablet_protocol.h"
 #include "models.h"
+#include "recording/player.h"
 #include "signer.h"
 #include "tablet/catalogue.h"
 
@@ -40,10 +41,12 @@ void usage()
 {
     std::printf(
         "usage: slateprobe-demo [--model MODEL] [--program PATH] [--signature FILE]\n"
+        "       slateprobe-demo --replay FILE [--program PATH]\n"
         "       slateprobe-demo --list | --real-tablet\n"
         "  --model MODEL     the virtual tablet: a model (KV-C1) or product id (8420); default KV-C1\n"
         "  --program PATH    the program to start; default ../app/slateprobe beside this launcher\n"
         "  --signature FILE  the samples to sign; default demo/signature.txt of the sources\n"
+        "  --replay FILE     a recording (slateprobe-cli record) played on a virtual tablet of its model\n"
         "  --list            the sixteen models\n"
         "  --real-tablet     exit 0 when a tablet of vendor 5e1b is attached, else 1\n");
 }
@@ -105,6 +108,7 @@ int main(int argc, char **argv)
     std::string model = "KV-C1";
     std::string program = besideMe("../app/slateprobe");
     std::string signaturePath = SP_DEMO_SIGNATURE;
+    std::string replayPath;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         const bool hasValue = i + 1 < argc;
@@ -114,6 +118,8 @@ int main(int argc, char **argv)
             program = argv[++i];
         } else if (a == "--signature" && hasValue) {
             signaturePath = argv[++i];
+        } else if (a == "--replay" && hasValue) {
+            replayPath = argv[++i];
         } else if (a == "--list") {
             for (const DEV_INFO_PX &row : Dev_info_px)
                 std::printf("%-6s %s  %s\n", row.model, hex4(row.pid).c_str(),
@@ -130,6 +136,18 @@ int main(int argc, char **argv)
         }
     }
 
+    // A recording brings its own model and reports; otherwise the demo
+    // signature is placed on the model asked for.
+    hidrec::Header recorded;
+    std::vector<hidrec::Event> recordedReports;
+    if (!replayPath.empty()) {
+        hidrec::Error error;
+        if (!hidrec::readFile(replayPath, &recorded, &recordedReports, &error)) {
+            std::fprintf(stderr, "slateprobe-demo: %s\n", error.message().c_str());
+            return 2;
+        }
+        model = hex4(recorded.pid);
+    }
     const int row = demo::modelRow(model);
     if (row < 0) {
         std::fprintf(stderr, "slateprobe-demo: no model %s (see --list)\n", model.c_str());
@@ -137,15 +155,24 @@ int main(int argc, char **argv)
     }
     const DEV_INFO_PX &tablet = Dev_info_px[row];
     std::vector<demo::TimedReport> schedule;
-    try {
-        schedule = demo::replaySchedule(tablet.pid, demo::loadSignature(signaturePath));
-    } catch (const std::exception &e) {
-        std::fprintf(stderr, "slateprobe-demo: %s\n", e.what());
-        return 2;
+    if (replayPath.empty()) {
+        try {
+            schedule = demo::replaySchedule(tablet.pid, demo::loadSignature(signaturePath));
+        } catch (const std::exception &e) {
+            std::fprintf(stderr, "slateprobe-demo: %s\n", e.what());
+            return 2;
+        }
     }
     if (access(program.c_str(), X_OK) != 0) {
         std::fprintf(stderr, "slateprobe-demo: cannot run %s\n", program.c_str());
         return 2;
+    }
+    emu::DeviceSpec spec = emu::DeviceSpec::tabletPid(tablet.pid);
+    if (!replayPath.empty()) {
+        std::string warning;
+        spec = hidrec::replaySpec(recorded, recordedReports, &warning);
+        if (!warning.empty())
+            say("warning: " + warning);
     }
 
     struct sigaction sa {};
@@ -158,14 +185,16 @@ int main(int argc, char **argv)
     {
         emu::Testbed bed;
         auto behaviour = std::make_shared<emu::TabletBehaviour>(tablet.pid);
-        emu::Device &pad = bed.add(emu::DeviceSpec::tabletPid(tablet.pid), behaviour);
+        emu::Device &pad = bed.add(spec, behaviour);
         bed.add(emu::scannerSpec(0));  // its library is the stand-in in lib/ beside the program
         say(std::string("virtual ") + tablet.model + " (" + hex4(tablet.pid) + ", " +
             (tablet.isPad ? "signature pad" : "display tablet") + ") and a stand-in fingerprint scanner; press Open");
 
-        demo::Signer signer(pad, [](bool complete) {
+        const auto done = [](bool complete) {
             say(complete ? "signature signed" : "signature stopped: the tablet was closed");
-        });
+        };
+        demo::Signer signer(pad, done);
+        hidrec::Player player(pad, recordedReports, 1.0, done);
         // A pad is in use once it has been put into sign mode; a display
         // tablet, which gets no mode command, once its interface is claimed.
         int signs = 0;
@@ -177,14 +206,18 @@ int main(int argc, char **argv)
             const bool opened = tablet.isPad ? claimed && nowSigns > signs : claimed && !wasClaimed;
             signs = nowSigns;
             wasClaimed = claimed;
-            if (opened && !signer.busy()) {
+            if (opened && !signer.busy() && !player.busy()) {
                 say("the tablet is open; signing");
                 // The moment a hand takes to reach for the pen, and time for
                 // the program to start reading.
-                signer.start(schedule, std::chrono::milliseconds(900));
+                if (replayPath.empty())
+                    signer.start(schedule, std::chrono::milliseconds(900));
+                else
+                    player.start(std::chrono::milliseconds(900));
             }
         });
         signer.stop();
+        player.stop();
     }
     say("ended");
     return result;

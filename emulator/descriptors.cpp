@@ -144,4 +144,9 @@ std::string umockdevRecord(const DeviceSpec &profile, const std::string &syspath
 }
 
 } // namespace desc
+
+Bytes DeviceSpec::hidReportDescriptor() const
+{
+    return desc::reportDescriptor(*this);
+}
 } // namespace emu

@@ -2,10 +2,19 @@
 # Installs what is missing, builds, and starts the tool.
 #  - A tablet of vendor 5E1B attached: slateprobe as it is.
 #  - None: slateprobe on a virtual signature pad and a stand-in fingerprint
-#    scanner (build/demo/slateprobe-demo; options go to it, e.g. --model KV-A1).
+#    scanner (build/demo/slateprobe-demo; options go to it, e.g. --model KV-A1,
+#    or --replay FILE to play a recording of slateprobe-cli record).
 #  - No display: the same under Xvfb; Open is pressed for you, and once the
 #    signature is in, a screenshot of the window is saved and its path printed.
 set -euo pipefail
+# --replay FILE (a recording played on a virtual tablet) is taken relative to
+# where this script was started.
+args=()
+while [ $# -gt 0 ]; do
+  if [ "$1" = --replay ] && [ $# -gt 1 ]; then args+=("$1" "$(realpath "$2")"); shift 2
+  else args+=("$1"); shift; fi
+done
+set -- "${args[@]}"
 cd "$(dirname "$0")/.."
 root=$PWD
 

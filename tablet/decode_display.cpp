@@ -19,22 +19,9 @@ constexpr float kDisplayPressureUnit = 0.00048828125f;
 
 void decodeMultiTouch(const unsigned char *b)
 {
-    if (b[1] != 1 && b[2] != 2)
-        return;
     MULTITOUCH_INFO mt;
-    memset(&mt, 0, sizeof mt);
-    for (int i = 0; i < 5; ++i) {
-        const unsigned char *r = b + 2 + 5 * i;
-        if (!(r[0] & 0x80))
-            continue;
-        const int x = ((r[0] & 0x7F) << 8) | r[1];
-        const int y = (r[2] << 8) | r[3];
-        MULTITOUCH_POINT &p = mt.points[mt.count++];
-        p.x = static_cast<int>(static_cast<float>(x) * 56296.0f / 16383.0f);
-        p.y = static_cast<int>(static_cast<float>(y) * 31667.0f / 9599.0f);
-        p.state = 0x80;
-    }
-    dispatchMultiEvent(mt);
+    if (PXDecodeMultiTouch(b, &mt))
+        dispatchMultiEvent(mt);
 }
 
 // The pen has left: close the stroke at the last dispatched position, but
@@ -56,6 +43,51 @@ void penLeaves(TOUCH_INFO *touch)
 
 void moveMousetoPrimary(void) {}
 
+bool PXDecodeMultiTouch(const unsigned char *b, MULTITOUCH_INFO *mt)
+{
+    if (b[1] != 1 && b[2] != 2)
+        return false;
+    memset(mt, 0, sizeof *mt);
+    for (int i = 0; i < 5; ++i) {
+        const unsigned char *r = b + 2 + 5 * i;
+        if (!(r[0] & 0x80))
+            continue;
+        const int x = ((r[0] & 0x7F) << 8) | r[1];
+        const int y = (r[2] << 8) | r[3];
+        MULTITOUCH_POINT &p = mt->points[mt->count++];
+        p.x = static_cast<int>(static_cast<float>(x) * 56296.0f / 16383.0f);
+        p.y = static_cast<int>(static_cast<float>(y) * 31667.0f / 9599.0f);
+        p.state = 0x80;
+    }
+    return true;
+}
+
+void PXDecodeDisplayPen(const unsigned char *b, int reportLen, int devType, TOUCH_INFO *touch, int *raw)
+{
+    if (reportLen == 20) {
+        touch->x = b[5] | (b[6] << 8);
+        touch->y = b[7] | (b[8] << 8);
+        *raw = (b[9] << 2) | (b[10] >> 6) | ((b[4] & 0x10) << 6);
+    } else if (devType == 6) {
+        touch->x = (b[2] << 8) | b[3];
+        touch->y = (b[4] << 8) | b[5];
+        *raw = (b[6] << 2) | (b[7] >> 6) | ((b[1] & 0x10) << 6);
+    } else if (devType == 5 || devType == 8) {
+        touch->x = (b[2] << 8) | b[3];
+        touch->y = (b[4] << 8) | b[5];
+        *raw = (((b[6] << 2) | (b[7] >> 6)) << 1) | (b[1] & 1);
+    }
+    const int r = *raw;
+    touch->pressure = static_cast<float>(r) * kDisplayPressureUnit * g_fPenScale;
+    if (r > 42) {
+        touch->state = 1;
+        if (static_cast<double>(touch->pressure) < 0.1)
+            touch->pressure = 0.1f;
+    } else {
+        touch->state = 0;
+    }
+}
+
 // Handles one complete display-tablet report; the reader has already checked
 // its length.
 void PXHandleDisplayReport(const unsigned char *b, int reportLen, int devType, TOUCH_INFO *touch)
@@ -76,28 +108,7 @@ void PXHandleDisplayReport(const unsigned char *b, int reportLen, int devType, T
     // Made in every layout, also the wide one where these are not coordinates.
     if (b[2] == 0 && b[3] == 0 && b[4] == 0 && b[5] == 0)
         return;
-    if (reportLen == 20) {
-        touch->x = b[5] | (b[6] << 8);
-        touch->y = b[7] | (b[8] << 8);
-        pressure = (b[9] << 2) | (b[10] >> 6) | ((b[4] & 0x10) << 6);
-    } else if (devType == 6) {
-        touch->x = (b[2] << 8) | b[3];
-        touch->y = (b[4] << 8) | b[5];
-        pressure = (b[6] << 2) | (b[7] >> 6) | ((b[1] & 0x10) << 6);
-    } else if (devType == 5 || devType == 8) {
-        touch->x = (b[2] << 8) | b[3];
-        touch->y = (b[4] << 8) | b[5];
-        pressure = (((b[6] << 2) | (b[7] >> 6)) << 1) | (b[1] & 1);
-    }
-    const int raw = pressure;
-    touch->pressure = static_cast<float>(raw) * kDisplayPressureUnit * g_fPenScale;
-    if (raw > 42) {
-        touch->state = 1;
-        if (static_cast<double>(touch->pressure) < 0.1)
-            touch->pressure = 0.1f;
-    } else {
-        touch->state = 0;
-    }
+    PXDecodeDisplayPen(b, reportLen, devType, touch, &pressure);
     disptchEvent(*touch);
     cachedPoint = *touch;
     cachedpressure = pressure;

@@ -12,7 +12,23 @@ namespace {
 constexpr int kMultiTouchLen = 52;
 constexpr int kMultiTouchReportId = 14;
 constexpr useconds_t kIdleSleepUs = 10000;
+
+// Set while no reader runs, read by the reader.
+PXReportTap g_reportTap = nullptr;
+void *g_reportTapContext = nullptr;
+
+void tapReport(const unsigned char *report, int length)
+{
+    if (g_reportTap != nullptr)
+        g_reportTap(report, length, g_reportTapContext);
+}
 }  // namespace
+
+void PXSetReportTap(PXReportTap tap, void *context)
+{
+    g_reportTap = tap;
+    g_reportTapContext = context;
+}
 
 // Thread function started by OpenDevice; its argument is not used.
 void *reader_loop(void *)
@@ -32,6 +48,7 @@ void *reader_loop(void *)
             continue;
         }
         if (n == -1) {
+            tapReport(nullptr, -1);
             // Unplugged: nothing tells the application, which finds out from
             // GetDeviceStatus on its next action.
             WriteLog("reader_loop:手写设备拔掉", 0);
@@ -42,6 +59,7 @@ void *reader_loop(void *)
             WriteLog("reader_loop: exit", 0);
             return nullptr;
         }
+        tapReport(buffer, n);
         if (row.isPad == 1) {
             // Every pad report is dispatched, also one that carried nothing new.
             Analize_TabletPacket(buffer, n, row.pid, &touch);
@@ -51,7 +69,10 @@ void *reader_loop(void *)
         if (buffer[0] == kMultiTouchReportId && readLen != kMultiTouchLen) {
             // The rest of a multi-touch report follows. It always lands at
             // byte 10, so on a 20-byte row it overlaps the first part.
-            n += hid_read(hDev, buffer + 10, kMultiTouchLen - n);
+            const int rest = hid_read(hDev, buffer + 10, kMultiTouchLen - n);
+            if (rest > 0)
+                tapReport(buffer + 10, rest);
+            n += rest;
             readLen = kMultiTouchLen;
         } else {
             readLen = row.reportLen;

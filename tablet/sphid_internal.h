@@ -52,6 +52,11 @@ extern libusb_context *usb_context;
 // allocated.
 char *make_path(libusb_device *dev, int interface_number);
 
+// Hands a report just received to the input tap, if one is set.
+void hid_observe_input(const unsigned char *data, size_t length);
+// Counts one report dropped from a full input queue.
+void hid_count_dropped(void);
+
 // USB language id of the current locale, 0 when the table has none.
 unsigned short get_usb_code_for_current_locale(void);
 

@@ -16,6 +16,7 @@ static void LIBUSB_CALL read_callback(struct libusb_transfer *transfer)
     hid_device *dev = static_cast<hid_device *>(transfer->user_data);
 
     if (transfer->status == LIBUSB_TRANSFER_COMPLETED) {
+        hid_observe_input(transfer->buffer, (size_t)transfer->actual_length);
         auto *report = static_cast<struct input_report *>(malloc(sizeof(struct input_report)));
         report->data = static_cast<unsigned char *>(malloc((size_t)transfer->actual_length));
         memcpy(report->data, transfer->buffer, (size_t)transfer->actual_length);
@@ -39,6 +40,7 @@ static void LIBUSB_CALL read_callback(struct libusb_transfer *transfer)
                 dev->input_reports = oldest->next;
                 free(oldest->data);
                 free(oldest);
+                hid_count_dropped();
             }
         }
         pthread_mutex_unlock(&dev->mutex);

@@ -39,6 +39,7 @@ root=$work/root
 # 2. Layout.
 for f in usr/lib/slateprobe/slateprobe usr/lib/slateprobe/lib/README lib/udev/rules.d/70-slateprobe.rules \
          usr/share/applications/slateprobe.desktop usr/share/metainfo/slateprobe.metainfo.xml usr/share/man/man1/slateprobe.1.gz \
+         usr/bin/slateprobe-cli usr/share/man/man1/slateprobe-cli.1.gz \
          usr/share/icons/hicolor/128x128/apps/slateprobe.png usr/share/icons/hicolor/256x256/apps/slateprobe.png \
          usr/share/doc/slateprobe/copyright usr/share/doc/slateprobe/changelog.gz; do
   [ -e "$root/$f" ] || fail "missing /$f"
@@ -57,6 +58,7 @@ depends=$(dpkg-deb -f "$deb" Depends)
 for d in libqt5widgets5 libusb-1.0-0 libc6; do
   grep -q "$d" <<<"$depends" || fail "Depends lacks $d: $depends"
 done
+"$root/usr/bin/slateprobe-cli" --help | grep -q '^Usage: slateprobe-cli COMMAND' || fail "slateprobe-cli --help"
 desktop-file-validate "$root/usr/share/applications/slateprobe.desktop" || fail "desktop entry"
 
 # 3. Start the unpacked program (through the link on the PATH) on the demo's

@@ -41,6 +41,10 @@ struct DeviceSpec {
     // IN and OUT endpoints.
     Bytes reportDescriptor;
 
+    // The HID report descriptor the device gives: reportDescriptor, or the
+    // default made for its endpoints.
+    Bytes hidReportDescriptor() const;
+
     // A catalogue tablet: vendor, product, IN endpoint sized for its reports.
     static DeviceSpec tabletRow(int row, bool withOutEndpoint = false);
     static DeviceSpec tabletPid(uint16_t pid, bool withOutEndpoint = false);

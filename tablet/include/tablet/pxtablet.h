@@ -77,10 +77,24 @@ void Analize_TabletPacket(unsigned char *report, int length, unsigned short pid,
 // of a row with reportLen/devType and dispatches what it yields. touch is the
 // reader's working record, kept between reports.
 void PXHandleDisplayReport(const unsigned char *report, int reportLen, int devType, TOUCH_INFO *touch);
+// The two pure steps of it, which change neither the decoding state nor call
+// the callbacks (the pen step reads g_fPenScale): a multi-touch report into fingers (false when the report fails
+// the acceptance test), and a pen report's position, pressure and state into
+// touch with the raw pressure in *raw. A devType outside the three layouts
+// leaves position and *raw as they were.
+bool PXDecodeMultiTouch(const unsigned char *report, MULTITOUCH_INFO *mt);
+void PXDecodeDisplayPen(const unsigned char *report, int reportLen, int devType, TOUCH_INFO *touch, int *raw);
 // Called each time the pen leaves a display tablet; does nothing.
 void moveMousetoPrimary(void);
 // Resets the decoding state above to its start values (tests, fuzzing).
 void PXResetDecodeState(void);
+
+// An observer of the reader thread, for tools that show reports beside their
+// events: each report the reader takes, before it is decoded (so the events
+// dispatched next belong to it), and (null, -1) once when the reader finds
+// the tablet gone, before it closes the handle. Set it while no reader runs.
+typedef void (*PXReportTap)(const unsigned char *report, int length, void *context);
+void PXSetReportTap(PXReportTap tap, void *context);
 
 // The reader thread: polls the transport and dispatches events.
 void *reader_loop(void *arg);

@@ -79,6 +79,19 @@ int hid_get_feature_report(hid_device *dev, unsigned char *data, size_t length);
 // Stops the read thread, releases the interface and gives it back to the
 // kernel driver; null is accepted.
 void hid_close(hid_device *dev);
+// Reads the HID report descriptor of the open interface into buf (at most
+// buf_size bytes); the bytes received or -1.
+int hid_get_report_descriptor(hid_device *dev, unsigned char *buf, size_t buf_size);
+
+// An observer of every input report as it arrives, before it is queued, for
+// tools that time or record the traffic. It runs on the handle's read thread
+// inside libusb's event handling, so it must be short and never block. Set or
+// clear it while no handle is open; null clears it.
+typedef void (*hid_input_tap)(const unsigned char *data, size_t length, void *context);
+void hid_set_input_tap(hid_input_tap tap, void *context);
+// Input reports dropped from full queues since the process started.
+unsigned long hid_reports_dropped(void);
+
 // Always null: no operation keeps a reason.
 const wchar_t *hid_error(hid_device *dev);
 

@@ -1,0 +1,71 @@
+// slateprobe-cli replay as a technician runs it: a bad file is one line and
+// exit 2 with nothing played; a good one plays into a virtual tablet that
+// the watch started under it reads to the end.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+namespace {
+
+struct CliRun {
+    int status;
+    std::string out, err;
+};
+
+CliRun runCli(const std::string &args)
+{
+    char errPath[] = "/tmp/replay-cli-err.XXXXXX";
+    close(mkstemp(errPath));
+    const std::string cmd = std::string(SP_CLI) + " " + args + " 2>" + errPath;
+    CliRun r{};
+    FILE *p = popen(cmd.c_str(), "r");
+    char buf[4096];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
+        r.out.append(buf, n);
+    r.status = pclose(p);
+    std::ifstream e(errPath);
+    r.err.assign(std::istreambuf_iterator<char>(e), {});
+    unlink(errPath);
+    return r;
+}
+
+const char kBad[] = "/tmp/replay-cli-bad.hid";
+const char kGood[] = "/tmp/replay-cli-good.hid";
+
+TEST(ReplayCli, BadFileIsOneLineAndExit2)
+{
+    std::ofstream(kBad) << "R: 1 06\nI: 3 5e1b 8420\nE: 000000.000000 8 02 a1 00\n";
+    for (const std::string args : {"", "--decode "}) {
+        const CliRun r = runCli("replay " + args + kBad);
+        EXPECT_EQ(WEXITSTATUS(r.status), 2);
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, std::string("slateprobe-cli replay: ") + kBad +
+                             ":3: length field says 8 bytes, the line has 3\n");
+    }
+    unlink(kBad);
+}
+
+TEST(ReplayCli, PlaysIntoAVirtualTabletThatWatchReads)
+{
+    // KV-C1: two samples 10 ms apart and the lift.
+    std::ofstream(kGood) << "R: 22 06 00 ff 09 01 a1 01 15 00 26 ff 00 75 08 96 08 00 09 01 81 02 c0\n"
+                            "I: 3 5e1b 8420\n"
+                            "E: 000000.000000 8 02 a1 10 10 00 10 00 02\n"
+                            "E: 000000.010000 8 02 a1 20 10 00 10 00 02\n"
+                            "E: 000000.020000 8 02 e0 00 00 00 00 00 00\n";
+    const CliRun r = runCli(std::string("replay --speed 2 ") + kGood);
+    EXPECT_TRUE(WIFEXITED(r.status));
+    EXPECT_EQ(WEXITSTATUS(r.status), 0) << r.err;
+    EXPECT_NE(r.err.find("recording played"), std::string::npos) << r.err;
+    // watch shows the samples' X (0x1010, 0x1020) in its lines.
+    EXPECT_NE(r.out.find("4112"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("4128"), std::string::npos) << r.out;
+    unlink(kGood);
+}
+
+}  // namespace
