@@ -3,7 +3,7 @@
 // other round, its fingerprint test now and then, and a display tablet
 // (KV-A1) in turn. The heap in use must not grow with the number of rounds.
 // Each round used to leave about 1.5 MB behind (a pad's image and surface,
-// 800 KB an Open, and each pen engine's crayon and filter brushes, 140 KB);
+// 800 KB an Open, and each pen engine's crayon and filter brushes, 130 KB);
 // the check allows 512 KB over all measured rounds together.
 #include <malloc.h>
 
@@ -20,7 +20,8 @@
 #endif
 #endif
 #if defined(SP_ASAN)
-#include <sanitizer/allocator_interface.h>
+// The sanitizer runtime's count of bytes in use (gcc ships no header for it).
+extern "C" size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
 namespace {
@@ -48,13 +49,18 @@ void quiet(QtMsgType type, const QMessageLogContext &, const QString &text)
 
 // The first rounds fill Qt's and the allocator's caches; the heap is looked
 // at after kWarm rounds and after the last. The sanitizer build is slower.
+// The sanitizer build is slower, and its allocator's count drifts by a few
+// KB a round that the plain build does not see (the sanitizer's own
+// bookkeeping of the threads each Open starts): it gets fewer rounds and
+// more slack, still far below one round's former loss.
 #if defined(SP_ASAN)
 constexpr int kRounds = 100, kWarm = 40;
+constexpr long long kSlack = 2 * 1024 * 1024;
 #else
 constexpr int kRounds = 200, kWarm = 80;
+constexpr long long kSlack = 512 * 1024;
 #endif
 constexpr int kFingerprintEvery = 40;
-constexpr long long kSlack = 512 * 1024;
 
 // A short stroke across the middle of KV-C1 (X 0..6144; Y from 955).
 std::vector<emu::Bytes> stroke()
@@ -80,7 +86,7 @@ TEST(OpenCloseRounds, HeapInUseDoesNotGrow)
         WindowProbe probe(window);
         window.show();
         auto *canvas = window.findChild<drawWidget *>();
-        ASSERT_NE(canvas, nullptr);
+        ASSERT_TRUE(canvas != nullptr && canvas->isVisible());
         ModalWatcher boxes;
         boxes.ready = [](QDialog *) { return Fprimg != nullptr; };
         const std::vector<emu::Bytes> reports = stroke();
@@ -91,20 +97,25 @@ TEST(OpenCloseRounds, HeapInUseDoesNotGrow)
             probe.open();
             ASSERT_NE(probe.image(), nullptr);
             if (round % 2 == 0) {
-                // A second Open: drawWidget keeps the image it was given
-                // until the next pen event, and paints it meanwhile (under
-                // the sanitizer a freed one would show here).
+                // A second Open: drawWidget keeps the image it was given,
+                // with the last round's stroke, until the next pen event, and
+                // paints it meanwhile. Qt is not instrumented, so the image
+                // object is touched here, where the sanitizer sees a freed one.
                 QImage *shown = canvas->BackImg();
                 probe.open();
                 ASSERT_NE(probe.image(), shown);
                 ASSERT_EQ(canvas->BackImg(), shown);
-                canvas->grab();
+                if (shown) {
+                    const volatile unsigned char first = *reinterpret_cast<const volatile unsigned char *>(shown);
+                    (void)first;
+                    EXPECT_FALSE(white(canvas->grab().toImage(), 130, 125));
+                }
             }
             pad.pushPaced(reports, std::chrono::microseconds(500));
             pad.waitPacedDone();
             ASSERT_TRUE(QTest::qWaitFor(
                 [&] { return canvas->BackImg() == probe.image() && probe.lastState() == 0; }, 10000));
-            canvas->grab();
+            canvas->repaint();
             if (round % kFingerprintEvery == 0)
                 probe.fingerprint();
             probe.close();
