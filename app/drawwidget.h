@@ -14,6 +14,8 @@ public:
     explicit drawWidget(QWidget *parent = nullptr);
 
     void SetBackImg(QImage *image);
+    // The image it paints, if any.
+    QImage *BackImg() const { return m_pImage; }
 
 protected:
     void paintEvent(QPaintEvent *event) override;

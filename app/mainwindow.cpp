@@ -80,6 +80,7 @@ MainWindow::~MainWindow()
     delete m_pDrawWidget;
     free(m_pSurface);
     delete m_pImage;
+    delete m_pFormerImage;
     if (m_pTimer) {
         m_pTimer->stop();
         delete m_pTimer;
@@ -156,10 +157,13 @@ void MainWindow::on_button_Open_clicked()
         else
             m_pSignDlg->close();
     } else if (m_devInfo.isPad == 1) {
-        // An earlier Open's image and surface are left behind, not freed;
-        // the leak checker is told so.
-        PXAbandon(m_pImage);
-        PXAbandon(m_pSurface);
+        // Each Open makes a fresh image and surface, as it always has, but
+        // the earlier Open's pair is freed rather than left behind: the tool
+        // stays open all day while tablets come and go, and 800 KB an Open
+        // adds up. The new blocks are made before the old go, so the
+        // pointers still change with every Open.
+        QImage *formerImage = m_pImage;
+        unsigned int *formerSurface = m_pSurface;
         m_pImage = new QImage(m_nImgWidth, m_nImgHeight, QImage::Format_ARGB32);
         m_pImgBits = m_pImage->bits();
         const size_t bytes = size_t(m_nImgWidth) * m_nImgHeight * 4;
@@ -167,7 +171,31 @@ void MainWindow::on_button_Open_clicked()
         m_hPen = PXPenSet(m_nImgWidth, m_nImgHeight, m_pSurface, 0, 3, 3.0f);
         PXSetBkColor(m_hPen, m_nBkColor);
         memcpy(m_pImgBits, m_pSurface, bytes);
+        retireImage(formerImage);
+        // The former surface was drawn on by the engine that PXPenSet has
+        // just replaced, or that CloseDevice destroyed. Only when PXPenSet
+        // refused (the pad went away meanwhile) may an engine over it still
+        // be alive; it is then left behind, as before.
+        if (m_hPen || !g_be)
+            free(formerSurface);
+        else
+            PXAbandon(formerSurface);
     }
+}
+
+// An image replaced by Open. drawWidget keeps painting the image it was
+// given until the next pen event hands it the new one, so an image it
+// still holds is kept until then (at most one such); any other is freed.
+void MainWindow::retireImage(QImage *image)
+{
+    if (!image)
+        return;
+    if (m_pDrawWidget->BackImg() != image) {
+        delete image;
+        return;
+    }
+    delete m_pFormerImage;  // not the one drawWidget holds
+    m_pFormerImage = image;
 }
 
 void MainWindow::on_button_Close_clicked()

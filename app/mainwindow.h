@@ -55,6 +55,7 @@ private:
     friend class WindowProbe;  // the window tests look at the members
 
     void padEvent(const TOUCH_INFO &info);
+    void retireImage(QImage *image);
     void informationBox(const QString &text);
     void errorBox(int code);
 
@@ -69,6 +70,9 @@ private:
     DEVICE_INFO m_devInfo;
     QRect m_rcSign;
     QImage *m_pImage = nullptr;
+    // An earlier Open's image that drawWidget still paints; it goes when the
+    // first pen event hands drawWidget the current one.
+    QImage *m_pFormerImage = nullptr;
     int m_nLastState = 0;
     int m_nImgWidth = 400;
     int m_nImgHeight = 250;

@@ -80,5 +80,8 @@ void MainWindow::padEvent(const TOUCH_INFO &info)
 
     memcpy(m_pImgBits, m_pSurface, size_t(m_nImgWidth) * m_nImgHeight * 4);
     m_pDrawWidget->SetBackImg(m_pImage);
+    // drawWidget has let go of an earlier Open's image now.
+    delete m_pFormerImage;
+    m_pFormerImage = nullptr;
     update();
 }

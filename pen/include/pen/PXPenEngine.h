@@ -41,7 +41,7 @@ public:
     PXPen* pen = nullptr;
     PXPencil* pencil = nullptr;
     PXDryMedia* dry_media = nullptr;
-    PXOldCrayon* old_crayon = nullptr;  // never released
+    PXOldCrayon* old_crayon = nullptr;
     PXGraffitiAirbrush* graffiti_airbrush = nullptr;
     PXFineSprayAirbrush* fine_spray_airbrush = nullptr;
     PXDigitalAirbrush* digital_airbrush = nullptr;
@@ -50,8 +50,8 @@ public:
     PXBristleBrush* bristle_brush = nullptr;
     PXPaintBrush* spare_brush_b = nullptr;  // style 9: never assigned
     PXSmudgeBrush* smudge_brush = nullptr;
-    PXBlurBrush* blur_brush = nullptr;        // never released
-    PXSharpenBrush* sharpen_brush = nullptr;  // never released
+    PXBlurBrush* blur_brush = nullptr;
+    PXSharpenBrush* sharpen_brush = nullptr;
     PXFountainPen* fountain_pen = nullptr;
     PXReFountainPen* re_fountain_pen = nullptr;
     PXCorrectPen* correct_pen = nullptr;
@@ -61,8 +61,8 @@ public:
     PXBrushEngine() = default;
     PXBrushEngine(const PXBrushEngine&) = delete;
     PXBrushEngine& operator=(const PXBrushEngine&) = delete;
-    // Releases the brushes and surfaces in a fixed order; old_crayon,
-    // blur_brush and sharpen_brush are left behind.
+    // Releases the brushes and surfaces in a fixed order, every brush it
+    // made included.
     ~PXBrushEngine();
 
     // Builds every brush with its preset over stroke_surface, which must
