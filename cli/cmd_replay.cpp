@@ -113,7 +113,7 @@ int play(const std::string &path, double speed, std::vector<std::string> command
         command = {selfPath(), "watch"};
 
     std::string warning;
-    const emu::DeviceSpec spec = hidrec::replaySpec(header, events, &warning);
+    const emu::DeviceSpec devSpec = hidrec::replaySpec(header, events, &warning);
     if (!warning.empty())
         say("warning: " + warning);
     const double seconds = events.empty() ? 0.0 : double(events.back().usec) / 1e6 / speed;
@@ -122,7 +122,7 @@ int play(const std::string &path, double speed, std::vector<std::string> command
     {
         emu::Testbed bed;
         auto behaviour = std::make_shared<emu::TabletBehaviour>(header.pid);
-        emu::Device &tablet = bed.add(spec, behaviour);
+        emu::Device &tablet = bed.add(devSpec, behaviour);
         hidrec::Player player(tablet, events, speed, [](bool complete) {
             say(complete ? "recording played" : "playing stopped: the tablet was closed");
         });

@@ -167,10 +167,10 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "slateprobe-demo: cannot run %s\n", program.c_str());
         return 2;
     }
-    emu::DeviceSpec spec = emu::DeviceSpec::tabletPid(tablet.pid);
+    emu::DeviceSpec devSpec = emu::DeviceSpec::tabletPid(tablet.pid);
     if (!replayPath.empty()) {
         std::string warning;
-        spec = hidrec::replaySpec(recorded, recordedReports, &warning);
+        devSpec = hidrec::replaySpec(recorded, recordedReports, &warning);
         if (!warning.empty())
             say("warning: " + warning);
     }
@@ -185,7 +185,7 @@ int main(int argc, char **argv)
     {
         emu::Testbed bed;
         auto behaviour = std::make_shared<emu::TabletBehaviour>(tablet.pid);
-        emu::Device &pad = bed.add(spec, behaviour);
+        emu::Device &pad = bed.add(devSpec, behaviour);
         bed.add(emu::scannerSpec(0));  // its library is the stand-in in lib/ beside the program
         say(std::string("virtual ") + tablet.model + " (" + hex4(tablet.pid) + ", " +
             (tablet.isPad ? "signature pad" : "display tablet") + ") and a stand-in fingerprint scanner; press Open");

@@ -9,15 +9,15 @@ namespace hidrec {
 
 emu::DeviceSpec replaySpec(const Header &header, const std::vector<Event> &events, std::string *warning)
 {
-    emu::DeviceSpec spec = emu::DeviceSpec::tabletPid(header.pid);
-    if (header.descriptor != spec.hidReportDescriptor() && warning)
+    emu::DeviceSpec devSpec = emu::DeviceSpec::tabletPid(header.pid);
+    if (header.descriptor != devSpec.hidReportDescriptor() && warning)
         *warning = "the recorded report descriptor differs from the model's; it is played as recorded";
-    spec.reportDescriptor = header.descriptor;
+    devSpec.reportDescriptor = header.descriptor;
     // The reports as they were sent, also one longer than the model's
     // (the second part of a multi-touch report on a short-report tablet).
     for (const Event &e : events)
-        spec.inPacketSize = uint16_t(std::max<size_t>(spec.inPacketSize, e.bytes.size()));
-    return spec;
+        devSpec.inPacketSize = uint16_t(std::max<size_t>(devSpec.inPacketSize, e.bytes.size()));
+    return devSpec;
 }
 
 Player::Player(emu::Device &device, std::vector<Event> events, double speed, std::function<void(bool)> done)
