@@ -136,15 +136,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
     }
     EndStroke(e, rect);
-    // The engine leaves the crayon, blur and sharpen brushes behind on purpose
-    // (two 64 KB scratch images among them). Freed here, so that a long run
-    // keeps its memory flat and every input balances its allocations: any
-    // other leak then shows at once.
-    PXBrushEngine* engine = static_cast<PXBrushEngine*>(e);
-    PXPaintBrush* kept[] = {engine->old_crayon, engine->blur_brush, engine->sharpen_brush};
     DestroyEngine(e);
-    for (PXPaintBrush* b : kept)
-        delete b;
     std::free(pixels);
     return 0;
 }
