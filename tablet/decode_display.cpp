@@ -4,7 +4,7 @@
 
 #include "tablet/pxtablet.h"
 
-float g_fPenScale = 0.6f;
+std::atomic<float> g_fPenScale{0.6f};
 int pressure = 0;
 int cachedpressure = 0;
 TOUCH_INFO cachedPoint = {};

@@ -6,6 +6,8 @@
 #include <pthread.h>
 #include <stdint.h>
 
+#include <atomic>
+
 #include "tablet/deviceRead.h"
 #include "tablet/sphid.h"
 
@@ -56,9 +58,13 @@ void disptchEvent(TOUCH_INFO info);
 void dispatchMultiEvent(MULTITOUCH_INFO info);
 
 // ---- decoding state (reader thread only) ----------------------------------
-extern unsigned char exit_flag;
+// Set by the interface thread (CloseDevice) and by the reader itself, read by
+// the reader between reports.
+extern std::atomic<unsigned char> exit_flag;
 extern pthread_t ReaderThread_id;
-extern float g_fPenScale;   // display tablets; PXPenSet writes it
+// Display tablets; PXPenSet writes it on the interface thread while the
+// reader reads it.
+extern std::atomic<float> g_fPenScale;
 extern float g_fPenSize;    // pads; nothing writes it
 extern int pressure;
 extern int cachedpressure;
