@@ -15,6 +15,7 @@ CapFingerDlg *g_FprDlg = nullptr;
 void *g_FprHandle = nullptr;
 int g_nFprCannel = -1;
 QImage *Fprimg = nullptr;
+std::mutex g_FprImgLock;
 int g_nImgWidth = 0;
 int g_nImgHeight = 0;
 unsigned char *g_pFPBmpData = nullptr;
@@ -47,8 +48,11 @@ CapFingerDlg::~CapFingerDlg()
     // The entry points die with their libraries; a later dialog must not
     // find them still set.
     fprdrv::forgetEntryPoints();
-    delete Fprimg;
-    Fprimg = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(g_FprImgLock);
+        delete Fprimg;
+        Fprimg = nullptr;
+    }
     delete ui;
 }
 
@@ -65,10 +69,14 @@ int CapFingerDlg::StartCapture(int type)
     if (result <= 0)
         return result;
 
-    if (Fprimg != nullptr) {
-        delete Fprimg;
-        Fprimg = nullptr;
-        update();
+    {
+        // A running worker may be filling the picture right now.
+        std::lock_guard<std::mutex> lock(g_FprImgLock);
+        if (Fprimg != nullptr) {
+            delete Fprimg;
+            Fprimg = nullptr;
+            update();
+        }
     }
     // A running worker goes on with the scanner the load has just set up
     // again under it.
@@ -137,8 +145,11 @@ void CapFingerDlg::on_CapButton_clicked()
 void CapFingerDlg::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
-    if (Fprimg != nullptr)
-        painter.drawImage(m_rcImage, *Fprimg, QRect(0, 0, g_nImgWidth, g_nImgHeight));
+    {
+        std::lock_guard<std::mutex> lock(g_FprImgLock);
+        if (Fprimg != nullptr)
+            painter.drawImage(m_rcImage, *Fprimg, QRect(0, 0, g_nImgWidth, g_nImgHeight));
+    }
     painter.end();
 }
 
