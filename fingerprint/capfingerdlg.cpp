@@ -121,20 +121,22 @@ void CapFingerDlg::destroyth()
 }
 
 // Runs on the worker thread (direct connection); the image is complete. The
-// rectangle and the repaint go to the dialog's own thread.
+// rectangle and the repaint go to the dialog's own thread, queued by name with
+// plain int arguments: the queued call is then made and freed inside Qt
+// alone, not as a functor of ours that the worker might free after the
+// dialog's thread has run it.
 void CapFingerDlg::receiveFpr()
 {
-    const int w = g_nImgWidth;
-    const int h = g_nImgHeight;
-    QMetaObject::invokeMethod(
-        this,
-        [this, w, h] {
-            // Half size, centred horizontally, 50 pixels below the top.
-            const int left = (width() - w / 2) / 2;
-            m_rcImage = QRect(QPoint(left, 50), QPoint(left + w / 2 - 1, h / 2 + 49));
-            update();
-        },
-        Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, "placePicture", Qt::QueuedConnection, Q_ARG(int, g_nImgWidth),
+                              Q_ARG(int, g_nImgHeight));
+}
+
+void CapFingerDlg::placePicture(int w, int h)
+{
+    // Half size, centred horizontally, 50 pixels below the top.
+    const int left = (width() - w / 2) / 2;
+    m_rcImage = QRect(QPoint(left, 50), QPoint(left + w / 2 - 1, h / 2 + 49));
+    update();
 }
 
 void CapFingerDlg::on_CapButton_clicked()

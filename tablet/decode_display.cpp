@@ -5,8 +5,8 @@
 #include "tablet/pxtablet.h"
 
 std::atomic<float> g_fPenScale{0.6f};
-int pressure = 0;
-int cachedpressure = 0;
+std::atomic<int> pressure{0};
+std::atomic<int> cachedpressure{0};
 TOUCH_INFO cachedPoint = {};
 
 namespace {
@@ -100,7 +100,7 @@ void PXHandleDisplayReport(const unsigned char *b, int reportLen, int devType, T
     }
     disptchEvent(*touch);
     cachedPoint = *touch;
-    cachedpressure = pressure;
+    cachedpressure = pressure.load();
 }
 
 // Start values of the decoding state of both families.

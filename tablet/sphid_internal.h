@@ -25,7 +25,9 @@ struct hid_device_ {
     int manufacturer_index;
     int product_index;
     int serial_index;
-    int blocking;                  // chooses what hid_read does
+    // Chooses what hid_read does. A second open sets it while the first
+    // reader still reads through the handle: atomic.
+    std::atomic<int> blocking;
     pthread_t thread;
     pthread_mutex_t mutex;         // guards input_reports and the wait
     pthread_cond_t condition;      // a new report, or the read thread ended

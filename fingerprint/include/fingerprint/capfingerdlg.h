@@ -78,6 +78,11 @@ public slots:
     void receiveFpr();
     void on_CapButton_clicked();
 
+private slots:
+    // The part of receiveFpr that belongs to the dialog's thread: where the
+    // w x h picture goes, and the repaint.
+    void placePicture(int w, int h);
+
 protected:
     void paintEvent(QPaintEvent *event) override;
     void closeEvent(QCloseEvent *event) override;

@@ -66,14 +66,18 @@ extern pthread_t ReaderThread_id;
 // reader reads it.
 extern std::atomic<float> g_fPenScale;
 extern float g_fPenSize;    // pads; nothing writes it
-extern int pressure;
-extern int cachedpressure;
+// The latches below are atomic words: a second OpenDevice starts a second
+// reader over the same handle while the first still decodes, and the tests
+// reset them from their own thread. cachedPoint is only read by the reader
+// that wrote it.
+extern std::atomic<int> pressure;
+extern std::atomic<int> cachedpressure;
 extern TOUCH_INFO cachedPoint;
-extern unsigned char bPenEnter;
-extern unsigned char bOkBtn;
-extern int cashedKey;
-extern float cashx;
-extern float cashy;
+extern std::atomic<unsigned char> bPenEnter;
+extern std::atomic<unsigned char> bOkBtn;
+extern std::atomic<int> cashedKey;
+extern std::atomic<float> cashx;
+extern std::atomic<float> cashy;
 extern unsigned char g_EnableMouse;
 
 // Decodes one signature-pad report (8 or 64 bytes) into out; some reports
