@@ -1,5 +1,10 @@
 # Helpers shared by every folder's CMakeLists.txt.
 
+# The ThreadSanitizer settings of every test: a race fails the test (exit
+# code 66 at the end), with the few third-party reports of tests/tsan.supp
+# left out.
+set(SP_TSAN_ENV "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/tsan.supp:second_deadlock_stack=1:history_size=4")
+
 # sp_add_test(NAME <name> SOURCES <files...> LIBS <libs...>
 #             [UMOCKDEV] [TIMEOUT <seconds>] [ENV <VAR=value...>])
 # One GoogleTest binary registered as one ctest test. UMOCKDEV runs it under
@@ -17,7 +22,9 @@ function(sp_add_test)
     add_test(NAME ${T_NAME} COMMAND ${T_NAME})
   endif()
   set(env ${T_ENV} "QTEST_FUNCTION_TIMEOUT=60000")
-  if(SP_SANITIZE)
+  if(SP_SANITIZE STREQUAL "thread")
+    list(APPEND env ${SP_TSAN_ENV})
+  elseif(SP_SANITIZE)
     # The umockdev preload library comes before the ASan runtime in the
     # library list; that order is harmless here.
     list(APPEND env "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=1"

@@ -154,6 +154,10 @@ gboolean Device::Impl::onIoctl(UMockdevIoctlBase *, UMockdevIoctlClient *client,
     const unsigned long req = umockdev_ioctl_client_get_request(client);
     UMockdevIoctlData *arg = umockdev_ioctl_client_get_arg(client);
     const usbfs::Reply r = usbfs::handle(n, client, req, arg);
+    // Completing copies the resolved buffers back to the client. A submitted
+    // IN URB's buffer is already queued by then, and a report pushed from
+    // another thread writes it under the device lock: copy under it too.
+    std::lock_guard<std::mutex> lock(n->dev->m);
     umockdev_ioctl_client_complete(client, r.res, r.err);
     return TRUE;
 }

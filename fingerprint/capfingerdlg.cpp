@@ -15,6 +15,7 @@ CapFingerDlg *g_FprDlg = nullptr;
 void *g_FprHandle = nullptr;
 int g_nFprCannel = -1;
 QImage *Fprimg = nullptr;
+std::mutex g_FprImgLock;
 int g_nImgWidth = 0;
 int g_nImgHeight = 0;
 unsigned char *g_pFPBmpData = nullptr;
@@ -47,8 +48,11 @@ CapFingerDlg::~CapFingerDlg()
     // The entry points die with their libraries; a later dialog must not
     // find them still set.
     fprdrv::forgetEntryPoints();
-    delete Fprimg;
-    Fprimg = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(g_FprImgLock);
+        delete Fprimg;
+        Fprimg = nullptr;
+    }
     delete ui;
 }
 
@@ -65,10 +69,14 @@ int CapFingerDlg::StartCapture(int type)
     if (result <= 0)
         return result;
 
-    if (Fprimg != nullptr) {
-        delete Fprimg;
-        Fprimg = nullptr;
-        update();
+    {
+        // A running worker may be filling the picture right now.
+        std::lock_guard<std::mutex> lock(g_FprImgLock);
+        if (Fprimg != nullptr) {
+            delete Fprimg;
+            Fprimg = nullptr;
+            update();
+        }
     }
     // A running worker goes on with the scanner the load has just set up
     // again under it.
@@ -113,20 +121,22 @@ void CapFingerDlg::destroyth()
 }
 
 // Runs on the worker thread (direct connection); the image is complete. The
-// rectangle and the repaint go to the dialog's own thread.
+// rectangle and the repaint go to the dialog's own thread, queued by name with
+// plain int arguments: the queued call is then made and freed inside Qt
+// alone, not as a functor of ours that the worker might free after the
+// dialog's thread has run it.
 void CapFingerDlg::receiveFpr()
 {
-    const int w = g_nImgWidth;
-    const int h = g_nImgHeight;
-    QMetaObject::invokeMethod(
-        this,
-        [this, w, h] {
-            // Half size, centred horizontally, 50 pixels below the top.
-            const int left = (width() - w / 2) / 2;
-            m_rcImage = QRect(QPoint(left, 50), QPoint(left + w / 2 - 1, h / 2 + 49));
-            update();
-        },
-        Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, "placePicture", Qt::QueuedConnection, Q_ARG(int, g_nImgWidth),
+                              Q_ARG(int, g_nImgHeight));
+}
+
+void CapFingerDlg::placePicture(int w, int h)
+{
+    // Half size, centred horizontally, 50 pixels below the top.
+    const int left = (width() - w / 2) / 2;
+    m_rcImage = QRect(QPoint(left, 50), QPoint(left + w / 2 - 1, h / 2 + 49));
+    update();
 }
 
 void CapFingerDlg::on_CapButton_clicked()
@@ -137,8 +147,11 @@ void CapFingerDlg::on_CapButton_clicked()
 void CapFingerDlg::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
-    if (Fprimg != nullptr)
-        painter.drawImage(m_rcImage, *Fprimg, QRect(0, 0, g_nImgWidth, g_nImgHeight));
+    {
+        std::lock_guard<std::mutex> lock(g_FprImgLock);
+        if (Fprimg != nullptr)
+            painter.drawImage(m_rcImage, *Fprimg, QRect(0, 0, g_nImgWidth, g_nImgHeight));
+    }
     painter.end();
 }
 

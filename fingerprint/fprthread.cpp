@@ -29,6 +29,7 @@ void makeImage()
 // An 8-bit bitmap file, rows bottom-up: anything but white is ink.
 void bitmapToImage()
 {
+    std::lock_guard<std::mutex> lock(g_FprImgLock);
     makeImage();
     const unsigned char *pixels = g_pFPBmpData + 1078;
     for (int i = 0; i < g_nImgHeight; ++i) {
@@ -41,6 +42,7 @@ void bitmapToImage()
 // A raw top-down frame: dark pixels keep a tint of their value.
 void rawToImage(int type)
 {
+    std::lock_guard<std::mutex> lock(g_FprImgLock);
     makeImage();
     const int threshold = type == 2 ? 255 : 128;
     for (int i = 0; i < g_nImgHeight; ++i) {

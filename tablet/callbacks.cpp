@@ -1,6 +1,9 @@
 // The two callback tables and their dispatch. Callbacks run on the reader
 // thread; registration runs on the application thread with no lock, as a
-// single pointer store.
+// single pointer store. Each slot is read and written as one atomic word
+// (release on store, acquire on load), so that the reader sees a callback
+// together with what was set up before it was registered; the tables stay
+// plain arrays for the callers that fill them directly.
 #include "tablet/pxtablet.h"
 #include "log/writelog.h"
 
@@ -10,14 +13,26 @@ MultiTouchInfoCallBack MultiTouchcallback[kCallbackSlots] = {};
 namespace {
 
 template <typename F>
+F slot(F *table, int i)
+{
+    return __atomic_load_n(&table[i], __ATOMIC_ACQUIRE);
+}
+
+template <typename F>
+void setSlot(F *table, int i, F callback)
+{
+    __atomic_store_n(&table[i], callback, __ATOMIC_RELEASE);
+}
+
+template <typename F>
 int addCallback(F *table, F callback)
 {
     for (int i = 0; i < kCallbackSlots; ++i) {
-        if (!table[i]) {
-            table[i] = callback;
+        if (!slot(table, i)) {
+            setSlot(table, i, callback);
             return 0;
         }
-        if (table[i] == callback)
+        if (slot(table, i) == callback)
             return 0;
     }
     return PX_ERR_CALLBACK_FULL;
@@ -31,12 +46,12 @@ bool removeCallback(F *table, F callback)
 {
     bool found = false;
     for (int i = 0; i < kCallbackSlots; ++i) {
-        if (table[i] == callback) {
-            table[i] = nullptr;
+        if (slot(table, i) == callback) {
+            setSlot(table, i, F(nullptr));
             found = true;
         }
         if (found && i < kCallbackSlots - 1)
-            table[i] = table[i + 1];
+            setSlot(table, i, slot(table, i + 1));
     }
     return found;
 }
@@ -44,10 +59,11 @@ bool removeCallback(F *table, F callback)
 template <typename F, typename E>
 void dispatch(F *table, const E &info)
 {
-    if (!table[0])
+    if (!slot(table, 0))
         return;
     for (int i = kCallbackSlots - 1; i >= 0; --i) {
-        if (table[i] && table[i](info) == 0)
+        const F callback = slot(table, i);
+        if (callback && callback(info) == 0)
             return;
     }
 }

@@ -4,9 +4,9 @@
 
 #include "tablet/pxtablet.h"
 
-float g_fPenScale = 0.6f;
-int pressure = 0;
-int cachedpressure = 0;
+std::atomic<float> g_fPenScale{0.6f};
+std::atomic<int> pressure{0};
+std::atomic<int> cachedpressure{0};
 TOUCH_INFO cachedPoint = {};
 
 namespace {
@@ -111,7 +111,7 @@ void PXHandleDisplayReport(const unsigned char *b, int reportLen, int devType, T
     PXDecodeDisplayPen(b, reportLen, devType, touch, &pressure);
     disptchEvent(*touch);
     cachedPoint = *touch;
-    cachedpressure = pressure;
+    cachedpressure = pressure.load();
 }
 
 // Start values of the decoding state of both families.

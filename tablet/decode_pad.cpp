@@ -6,11 +6,11 @@
 #include "tablet/pxtablet.h"
 #include "log/writelog.h"
 
-unsigned char bPenEnter = 0;
-unsigned char bOkBtn = 0;
-int cashedKey = 0;
-float cashx = 0;
-float cashy = 0;
+std::atomic<unsigned char> bPenEnter{0};
+std::atomic<unsigned char> bOkBtn{0};
+std::atomic<int> cashedKey{0};
+std::atomic<float> cashx{0};
+std::atomic<float> cashy{0};
 float g_fPenSize = 0.6f;
 
 namespace {

@@ -8,8 +8,8 @@
 #include "log/writelog.h"
 #include "tablet/deviceRead.h"
 
-int g_uDevinfo_index = -1;
-hid_device *hDev = nullptr;
+std::atomic<int> g_uDevinfo_index{-1};
+std::atomic<hid_device *> hDev{nullptr};
 unsigned char g_bSerial[64];
 int g_nSerial = 0;
 char g_cFirmWareVersion[6];

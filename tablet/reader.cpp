@@ -5,7 +5,7 @@
 #include "tablet/pxtablet.h"
 #include "log/writelog.h"
 
-unsigned char exit_flag = 0;
+std::atomic<unsigned char> exit_flag{0};
 pthread_t ReaderThread_id;
 
 namespace {

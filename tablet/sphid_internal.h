@@ -3,6 +3,8 @@
 
 #include <pthread.h>
 
+#include <atomic>
+
 #include <libusb-1.0/libusb.h>
 
 #include "tablet/sphid.h"
@@ -23,13 +25,18 @@ struct hid_device_ {
     int manufacturer_index;
     int product_index;
     int serial_index;
-    int blocking;                  // chooses what hid_read does
+    // Chooses what hid_read does. A second open sets it while the first
+    // reader still reads through the handle: atomic.
+    std::atomic<int> blocking;
     pthread_t thread;
     pthread_mutex_t mutex;         // guards input_reports and the wait
     pthread_cond_t condition;      // a new report, or the read thread ended
     pthread_barrier_t barrier;     // start-up hand-shake with the read thread
-    int shutdown_thread;
-    int cancelled;
+    // Set by the read thread's callback, by hid_close on the caller's thread
+    // and read by both: atomic. (The handle comes zeroed from calloc, which
+    // is a valid zero for it.)
+    std::atomic<int> shutdown_thread;
+    int cancelled;                 // read thread only: libusb waits on it
     struct libusb_transfer *transfer;
     struct input_report *input_reports;
 };

@@ -355,6 +355,7 @@ TEST_F(Window, FingerprintButton)
         int startsWhileShown = -1;
         ModalWatcher boxes;
         boxes.ready = [&](QDialog *) {
+            std::lock_guard<std::mutex> lock(g_FprImgLock);  // the worker builds it
             if (!Fprimg || Fprimg->isNull())
                 return false;
             startsWhileShown = pad ? beh->count(Command::Start) : 0;

@@ -188,7 +188,11 @@ TEST_F(TabletTest, MultiTouchFramesInTwoParts)
             std::lock_guard<std::mutex> lock(recorder().m);
             return !recorder().multis.empty();
         }));
-        const MULTITOUCH_INFO mt = recorder().multis.front();
+        // Under the lock: frames still pushed may grow the list meanwhile.
+        const MULTITOUCH_INFO mt = [] {
+            std::lock_guard<std::mutex> lock(recorder().m);
+            return recorder().multis.front();
+        }();
         // 9599*31667 rounds down in single precision: 31666
         EXPECT_EQ(std::make_tuple(mt.count, mt.points[0].x, mt.points[0].y, mt.points[1].x, mt.points[1].y, mt.points[1].state),
                   std::make_tuple(2, 28146, 13195, 0, 31666, 0x80));

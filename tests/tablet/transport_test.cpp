@@ -1,6 +1,7 @@
 // The HID transport through real libusb against emulated devices:
 // enumeration, open and close, control and interrupt paths, the input queue
 // and the time-out rules of hid_read_timeout.
+#include <atomic>
 #include <numeric>
 #include <set>
 #include <tuple>
@@ -33,7 +34,9 @@ emu::Bytes ramp(uint8_t first, size_t size)
 
 // Accepts SET_REPORT unless told to stall; answers GET_REPORT with `answer`.
 struct Recorder : emu::Behaviour {
-    bool stall = false;
+    // Set by the test, read on the emulator's thread; the ioctl socket orders
+    // the two, but ThreadSanitizer does not see a socket as a hand-over.
+    std::atomic<bool> stall{false};
     emu::Bytes answer;
     bool onSetReport(emu::Device &, uint8_t, uint8_t, const emu::Bytes &) override { return !stall; }
     std::optional<emu::Bytes> onGetReport(emu::Device &, uint8_t, uint8_t, uint16_t) override

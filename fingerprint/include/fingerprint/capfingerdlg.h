@@ -6,6 +6,7 @@
 #include <QRect>
 #include <QThread>
 #include <atomic>
+#include <mutex>
 
 class QCloseEvent;
 class QImage;
@@ -77,6 +78,11 @@ public slots:
     void receiveFpr();
     void on_CapButton_clicked();
 
+private slots:
+    // The part of receiveFpr that belongs to the dialog's thread: where the
+    // w x h picture goes, and the repaint.
+    void placePicture(int w, int h);
+
 protected:
     void paintEvent(QPaintEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
@@ -87,6 +93,10 @@ extern CapFingerDlg *g_FprDlg;
 extern void *g_FprHandle;          // AraTrustFinger device handle
 extern int g_nFprCannel;           // ID_FprCap channel, -1 at first
 extern QImage *Fprimg;             // the finished image
+// Held while Fprimg is created or filled (worker), drawn or deleted (dialog),
+// and by anyone else who looks at it while a worker may run: a new capture
+// can drop the picture while a running worker is still building it.
+extern std::mutex g_FprImgLock;
 extern int g_nImgWidth;
 extern int g_nImgHeight;
 extern unsigned char *g_pFPBmpData;  // best bitmap frame so far (malloc)

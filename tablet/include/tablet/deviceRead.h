@@ -4,6 +4,8 @@
 
 #include <stdint.h>
 
+#include <atomic>
+
 #include "tablet/catalogue.h"
 #include "tablet/sphid.h"
 
@@ -47,10 +49,12 @@ struct DEVICE_INFO {
 extern "C" {
 #endif
 
-// Selected catalogue row, -1 when none.
-extern int g_uDevinfo_index;
-// The open transport handle, null when closed.
-extern hid_device *hDev;
+// Selected catalogue row, -1 when none. The reader thread clears it when the
+// tablet is unplugged while the interface thread looks at it: atomic.
+extern std::atomic<int> g_uDevinfo_index;
+// The open transport handle, null when closed; cleared by the reader thread
+// on unplug, like the row.
+extern std::atomic<hid_device *> hDev;
 // Identity block of the device and its valid length (0 or 11).
 extern unsigned char g_bSerial[64];
 extern int g_nSerial;

@@ -6,6 +6,8 @@
 #include <pthread.h>
 #include <stdint.h>
 
+#include <atomic>
+
 #include "tablet/deviceRead.h"
 #include "tablet/sphid.h"
 
@@ -56,18 +58,26 @@ void disptchEvent(TOUCH_INFO info);
 void dispatchMultiEvent(MULTITOUCH_INFO info);
 
 // ---- decoding state (reader thread only) ----------------------------------
-extern unsigned char exit_flag;
+// Set by the interface thread (CloseDevice) and by the reader itself, read by
+// the reader between reports.
+extern std::atomic<unsigned char> exit_flag;
 extern pthread_t ReaderThread_id;
-extern float g_fPenScale;   // display tablets; PXPenSet writes it
+// Display tablets; PXPenSet writes it on the interface thread while the
+// reader reads it.
+extern std::atomic<float> g_fPenScale;
 extern float g_fPenSize;    // pads; nothing writes it
-extern int pressure;
-extern int cachedpressure;
+// The latches below are atomic words: a second OpenDevice starts a second
+// reader over the same handle while the first still decodes, and the tests
+// reset them from their own thread. cachedPoint is only read by the reader
+// that wrote it.
+extern std::atomic<int> pressure;
+extern std::atomic<int> cachedpressure;
 extern TOUCH_INFO cachedPoint;
-extern unsigned char bPenEnter;
-extern unsigned char bOkBtn;
-extern int cashedKey;
-extern float cashx;
-extern float cashy;
+extern std::atomic<unsigned char> bPenEnter;
+extern std::atomic<unsigned char> bOkBtn;
+extern std::atomic<int> cashedKey;
+extern std::atomic<float> cashx;
+extern std::atomic<float> cashy;
 extern unsigned char g_EnableMouse;
 
 // Decodes one signature-pad report (8 or 64 bytes) into out; some reports
