@@ -108,10 +108,12 @@ void PXHandleDisplayReport(const unsigned char *b, int reportLen, int devType, T
     // Made in every layout, also the wide one where these are not coordinates.
     if (b[2] == 0 && b[3] == 0 && b[4] == 0 && b[5] == 0)
         return;
-    PXDecodeDisplayPen(b, reportLen, devType, touch, &pressure);
+    int raw = pressure;  // a layout that carries no pressure keeps the last one
+    PXDecodeDisplayPen(b, reportLen, devType, touch, &raw);
+    pressure = raw;
     disptchEvent(*touch);
     cachedPoint = *touch;
-    cachedpressure = pressure.load();
+    cachedpressure = raw;
 }
 
 // Start values of the decoding state of both families.
