@@ -184,7 +184,7 @@ private:
         step.reason = reason;
         step.seconds = since(stepStart_);
         char head[64];
-        std::snprintf(head, sizeof head, "  %-12s %-8s", step.name.c_str(), verdictText(v));
+        std::snprintf(head, sizeof head, "  %-12s %-8s ", step.name.c_str(), verdictText(v));
         console_.line(head + reason);
     }
     void notRun(const char *name, const std::string &why)
@@ -193,7 +193,7 @@ private:
         s.verdict = Verdict::NotRun;
         s.reason = why;
         char head[64];
-        std::snprintf(head, sizeof head, "  %-12s %-8s", name, "not run");
+        std::snprintf(head, sizeof head, "  %-12s %-8s ", name, "not run");
         console_.line(head + why);
     }
     void notRunFrom(size_t first, const std::string &why)
