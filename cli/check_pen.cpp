@@ -164,7 +164,7 @@ std::string penFailure(const PenFigures &f, const PenLimits &limits, unsigned lo
                       limits.minRate);
         why.push_back(buf);
     }
-    if (lost > 0) {
+    if (lost > limits.maxLost) {
         std::snprintf(buf, sizeof buf, "%lu reports lost by the reader's queue", lost);
         why.push_back(buf);
     }

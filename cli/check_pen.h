@@ -26,6 +26,7 @@ struct PenLimits {
     int columns = 4, rows = 4;
     double pressure = 0.9;  // share of the model's maximum to reach
     double minRate = 100;   // reports a second, lowest one-second window while down
+    unsigned long maxLost = 0;  // reports the reader's queue may drop
 };
 
 struct PenFigures {

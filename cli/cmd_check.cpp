@@ -37,7 +37,8 @@ enum CheckExit { kCheckPass = 0, kCheckFail = 1, kCheckUsage = 2, kCheckNoTablet
 const char kUsage[] =
     "Usage: slateprobe-cli check [--model M | --all] [--junit FILE] [--json FILE]\n"
     "                            [--seconds S] [--mode-attempts N] [--min-rate R]\n"
-    "                            [--grid CxR] [--pressure P] [--no-fingerprint]\n"
+    "                            [--grid CxR] [--pressure P] [--max-lost N]\n"
+    "                            [--no-fingerprint]\n"
     "\n"
     "The acceptance check of a tablet: opens it, walks the operator through the\n"
     "steps below and ends with PASS or FAIL.\n"
@@ -47,7 +48,8 @@ const char kUsage[] =
     "  pen          the pen reaches every cell of a grid over the writing area\n"
     "               and the pressure P of the maximum, within S seconds; the\n"
     "               lowest report rate over any second with the pen down is at\n"
-    "               least R; no value beyond the model's range; no report lost\n"
+    "               least R; no value beyond the model's range; at most N\n"
+    "               reports lost by the reader's queue\n"
     "  keys         a pad's re-sign and OK key, each pressed once, within S\n"
     "               seconds (presses during the pen step count)\n"
     "  fingerprint  where a scanner is attached, a capture that scores above 60\n"
@@ -63,6 +65,7 @@ const char kUsage[] =
     "  --min-rate R       reports a second (default 100)\n"
     "  --grid CxR         the grid (default 4x4)\n"
     "  --pressure P       share of the maximum pressure, 0..1 (default 0.9)\n"
+    "  --max-lost N       reports the reader's queue may lose (default 0)\n"
     "  --no-fingerprint   skips the fingerprint step\n"
     "  --verbose          the tablet layer's protocol lines on standard error\n"
     "  -h, --help         this text\n"
@@ -369,13 +372,8 @@ int TabletCheck::pen(Session &session)
         std::lock_guard<std::mutex> lock(g_live.m);
         return judge.figures(nowNs());
     };
-    const Ended ended = await(
-        session,
-        [&] {
-            std::lock_guard<std::mutex> lock(g_live.m);
-            return judge.gridAndPressureDone();
-        },
-        [&](double left) {
+    const uint64_t deadline = nowNs() + uint64_t(settings_.seconds * 1e9);
+    const auto status = [&](double left) {
             const PenFigures f = figures();
             char line[160];
             std::snprintf(line, sizeof line, "pressure %.0f%% of %.0f%%, %d of %d cells, rate %s, lost %lu, %.0f s left",
@@ -388,7 +386,17 @@ int TabletCheck::pen(Session &session)
             for (const std::string &l : gridLines(f, settings_.limits.columns))
                 block += "  " + l + "\n";
             return block + "    " + line;
-        });
+        };
+    const Ended ended = await(
+        session,
+        [&] {
+            std::lock_guard<std::mutex> lock(g_live.m);
+            return judge.gridAndPressureDone();
+        },
+        status);
+    // The grid as it ended stays on a terminal.
+    if (console_.terminal())
+        console_.status(status(deadline > nowNs() ? double(deadline - nowNs()) / 1e9 : 0));
     console_.endStatus();
     const PenFigures f = figures();
     const unsigned long lost = hid_reports_dropped() - lostAtStart_;
@@ -587,7 +595,7 @@ int cmd_check(int argc, char **argv)
     for (const char *f : {"--help", "--all", "--no-fingerprint", "--verbose"})
         opts.flag(f);
     for (const char *v : {"--model", "--junit", "--json", "--seconds", "--mode-attempts", "--min-rate", "--grid",
-                          "--pressure"})
+                          "--pressure", "--max-lost"})
         opts.value(v);
     std::string error;
     if (!opts.parse(argc, argv, &error))
@@ -610,6 +618,12 @@ int cmd_check(int argc, char **argv)
         return usageError("--grid wants columns x rows, such as 4x4 (at most 16x16)");
     if (opts.has("--pressure") && !parseShare(opts.get("--pressure"), &settings.limits.pressure))
         return usageError("--pressure wants a share above 0 and at most 1, such as 0.9");
+    if (opts.has("--max-lost")) {
+        int n = 0;
+        if (opts.get("--max-lost") != "0" && !parseCount(opts.get("--max-lost"), &n))
+            return usageError("--max-lost wants a whole number from 0 to 1000");
+        settings.limits.maxLost = (unsigned long)n;
+    }
     if (opts.has("--all") && opts.has("--model"))
         return usageError("--all and --model exclude each other");
     const std::string junit = opts.get("--junit"), json = opts.get("--json");

@@ -14,7 +14,11 @@ namespace {
 TEST(DemoCheck, PassesOnEveryModel)
 {
     for (const DEV_INFO_PX &row : Dev_info_px) {
-        const std::string command = std::string(SP_DEMO_LAUNCHER) + " --check --model " + row.model + " 2>&1";
+        // The report rate and the reader's queue losses depend on the load
+        // of the machine running the tests (the sanitizer build, ctest -j2):
+        // loose limits keep them from deciding here.
+        const std::string command = std::string(SP_DEMO_LAUNCHER) + " --check --model " + row.model +
+                                    " -- --min-rate 20 --max-lost 100 2>&1";
         FILE *out = popen(command.c_str(), "r");
         ASSERT_NE(out, nullptr);
         std::string text;
