@@ -451,19 +451,23 @@ int TabletCheck::keys(Session &session)
                       settings_.seconds);
         console_.line(prompt);
     }
+    const uint64_t deadline = nowNs() + uint64_t(settings_.seconds * 1e9);
+    const auto status = [&](double left) {
+        const auto k = seen();
+        char line[96];
+        std::snprintf(line, sizeof line, "re-sign %s, OK %s, %.0f s left", k.first ? "pressed" : "-",
+                      k.second ? "pressed" : "-", left);
+        return (console_.terminal() ? "    " : "keys: ") + std::string(line);
+    };
     const Ended ended = await(
         session,
         [&] {
             std::lock_guard<std::mutex> lock(g_live.m);
             return judge->keysDone();
         },
-        [&](double left) {
-            const auto k = seen();
-            char line[96];
-            std::snprintf(line, sizeof line, "re-sign %s, OK %s, %.0f s left", k.first ? "pressed" : "-",
-                          k.second ? "pressed" : "-", left);
-            return (console_.terminal() ? "    " : "keys: ") + std::string(line);
-        });
+        status);
+    if (console_.terminal())
+        console_.status(status(deadline > nowNs() ? double(deadline - nowNs()) / 1e9 : 0));
     console_.endStatus();
     const auto k = seen();
     step.figures = {{"re-sign", k.first ? "true" : "false"}, {"OK", k.second ? "true" : "false"}};
