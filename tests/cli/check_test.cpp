@@ -7,8 +7,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <memory>
+#include <sstream>
 
 #include "../support/wait.h"
 #include "child.h"
@@ -18,11 +20,12 @@
 
 namespace {
 
-// The demo's covering scribble on KV-C1, then a press of each key.
-std::vector<emu::Bytes> scribble()
+// The demo's covering scribble on a model (KV-C1 unless said), then a press
+// of each key on a pad.
+std::vector<emu::Bytes> scribble(uint16_t pid = 0x8420)
 {
     std::vector<emu::Bytes> out;
-    for (const demo::TimedReport &r : demo::checkSchedule(0x8420, demo::loadSignature(SP_DEMO_SCRIBBLE)))
+    for (const demo::TimedReport &r : demo::checkSchedule(pid, demo::loadSignature(SP_DEMO_SCRIBBLE)))
         out.push_back(r.report);
     return out;
 }
@@ -168,6 +171,40 @@ TEST(CheckTest, OnATerminalTheGridIsRedrawnInPlace)
     // The grid as it ended stays, complete, above the pen step's verdict.
     const std::string full = "     # # # #\r\n";
     EXPECT_NE(check.out.find(full + full + full + full, first), std::string::npos) << check.out;
+}
+
+// --all: a pad and a display tablet, each checked in turn and each a suite
+// of its own; the display tablet has no modes and no keys.
+TEST(CheckTest, AllChecksEveryTablet)
+{
+    Bed b;
+    emu::Device &display = b.bed->add(emu::DeviceSpec::tabletPid(0x8826), std::make_shared<emu::TabletBehaviour>(0x8826));
+    const std::string junit = testing::TempDir() + "check-all.xml";
+    Child check({SP_CLI, "check", "--all", "--no-fingerprint", "--min-rate", "20", "--max-lost", "100", "--junit",
+                 junit});
+    size_t from = 0;
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(check.waitOut("pen: draw", 20, from)) << check.out << check.err;
+        const size_t prompt = check.out.find("pen: draw", from);
+        // The tablet under check is the one its heading names.
+        const bool pad = check.out.compare(check.out.rfind("check of ", prompt), 14, "check of KV-C1") == 0;
+        if (pad)
+            b.dev->pushPaced(scribble(), std::chrono::milliseconds(4));
+        else
+            display.pushPaced(scribble(0x8826), std::chrono::milliseconds(4));
+        from = prompt + 1;
+    }
+    EXPECT_EQ(check.wait(30), 0) << check.out;
+    EXPECT_NE(check.out.find("PASS  KV-C1 serial 4660"), std::string::npos) << check.out;
+    EXPECT_NE(check.out.find("PASS  KV-B5 serial 4660"), std::string::npos) << check.out;
+    EXPECT_NE(check.out.find("  keys         skipped  a display tablet has no keys"), std::string::npos);
+    std::ifstream in(junit);
+    std::stringstream xml;
+    xml << in.rdbuf();
+    EXPECT_NE(xml.str().find("<testsuite name=\"KV-C1 serial 4660\" tests=\"5\""), std::string::npos) << xml.str();
+    EXPECT_NE(xml.str().find("<testsuite name=\"KV-B5 serial 4660\" tests=\"5\" failures=\"0\" errors=\"0\" skipped=\"3\""),
+              std::string::npos)
+        << xml.str();
 }
 
 TEST(CheckTest, UsageAndNoTablet)
