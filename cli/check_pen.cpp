@@ -143,7 +143,11 @@ PenFigures PenJudge::figures(uint64_t now) const
             f.minRate = rate;
         for (size_t i = 0; i < d.times.size(); ++i) {
             const uint64_t next = i + 1 < d.times.size() ? d.times[i + 1] : end;
-            f.maxGapMs = std::max(f.maxGapMs, double(next - d.times[i]) / 1e6);
+            const double gap = double(next - d.times[i]) / 1e6;
+            f.maxGapMs = std::max(f.maxGapMs, gap);
+            // The shortest between reports; the time after the last is no gap.
+            if (i + 1 < d.times.size() && (f.minGapMs < 0 || gap < f.minGapMs))
+                f.minGapMs = gap;
         }
     }
     return f;

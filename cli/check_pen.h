@@ -36,7 +36,7 @@ struct PenFigures {
     double pressureMin = 0, pressureMax = 0;  // shares, while touching
     uint64_t reports = 0;                     // reports with the pen down
     double minRate = -1;                      // -1: not measured (too few reports)
-    double maxGapMs = -1;                     // longest silence with the pen down
+    double minGapMs = -1, maxGapMs = -1;      // shortest and longest gap with the pen down
     bool beyondRange = false;
     std::string beyondWhat;                   // the first value beyond the range
     bool resign = false, ok = false;          // keys seen

@@ -410,6 +410,7 @@ int TabletCheck::pen(Session &session)
                     {"pressure max", num(f.pressureMax)},
                     {"reports with the pen down", std::to_string(f.reports)},
                     {"lowest rate", f.minRate < 0 ? "null" : num(f.minRate)},
+                    {"shortest gap ms", f.minGapMs < 0 ? "null" : num(f.minGapMs)},
                     {"longest gap ms", f.maxGapMs < 0 ? "null" : num(f.maxGapMs)},
                     {"beyond range", f.beyondRange ? jsonString(f.beyondWhat) : "null"},
                     {"lost", std::to_string(lost)}};
