@@ -3,6 +3,7 @@
 // it are reported as they should, and the JUnit and JSON files say the same
 // when read back (tests/cli/check_reports.py, junitparser and json).
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -205,6 +206,28 @@ TEST(CheckTest, AllChecksEveryTablet)
     EXPECT_NE(xml.str().find("<testsuite name=\"KV-B5 serial 4660\" tests=\"5\" failures=\"0\" errors=\"0\" skipped=\"3\""),
               std::string::npos)
         << xml.str();
+}
+
+// Ctrl-C in the pen step: exit 130, the pad back on its start screen, and
+// the reports still written with the pen step failed as "interrupted".
+TEST(CheckTest, CtrlCInThePenStepKeepsTheReports)
+{
+    Bed b;
+    const std::string json = testing::TempDir() + "check-interrupted.json";
+    std::remove(json.c_str());
+    Child check({SP_CLI, "check", "--json", json});
+    ASSERT_TRUE(check.waitOut("pen: draw", 20)) << check.out;
+    check.signal(SIGINT);
+    EXPECT_EQ(check.wait(10), 130) << check.out << check.err;
+    EXPECT_NE(check.out.find("  pen          FAIL     interrupted"), std::string::npos) << check.out;
+    // Start mode once in the modes step, once at the close.
+    EXPECT_EQ(b.pad->count(emu::Command::Start), 2);
+    std::ifstream in(json);
+    std::stringstream text;
+    text << in.rdbuf();
+    EXPECT_NE(text.str().find("{\"name\": \"pen\", \"verdict\": \"FAIL\", \"reason\": \"interrupted\""),
+              std::string::npos)
+        << text.str();
 }
 
 TEST(CheckTest, UsageAndNoTablet)
