@@ -6,3 +6,4 @@ int cmd_list(int argc, char **argv);
 int cmd_watch(int argc, char **argv);
 int cmd_record(int argc, char **argv);
 int cmd_replay(int argc, char **argv);
+int cmd_check(int argc, char **argv);

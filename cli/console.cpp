@@ -7,6 +7,18 @@ namespace cli {
 
 namespace {
 const char kClearLine[] = "\r\033[K";
+
+// Clears a status of several lines: up to its first line, then to the end
+// of the screen.
+std::string clearStatus(const std::string &status)
+{
+    size_t lines = 0;
+    for (char c : status)
+        lines += c == '\n';
+    if (lines == 0)
+        return kClearLine;
+    return "\r\033[" + std::to_string(lines) + "A\033[J";
+}
 }
 
 Console::Console(bool verbose)
@@ -45,7 +57,7 @@ void Console::line(const std::string &text)
 {
     std::lock_guard<std::mutex> lock(m_);
     if (statusShown_)
-        std::fputs(kClearLine, out_);
+        std::fputs(clearStatus(status_).c_str(), out_);
     std::fputs(text.c_str(), out_);
     std::fputc('\n', out_);
     if (statusShown_) {
@@ -58,8 +70,8 @@ void Console::status(const std::string &text)
 {
     std::lock_guard<std::mutex> lock(m_);
     if (terminal_) {
+        std::fputs(statusShown_ ? clearStatus(status_).c_str() : kClearLine, out_);
         status_ = text;
-        std::fputs(kClearLine, out_);
         putStatus();
     } else {
         std::fputs("# ", out_);

@@ -21,7 +21,8 @@ public:
 
     // One line (any thread).
     void line(const std::string &text);
-    // The status line; redrawn in place on a terminal.
+    // The status line; redrawn in place on a terminal. It may span several
+    // lines ("\n" between them, none at the end).
     void status(const std::string &text);
     // Leaves the status line where it is and moves below it.
     void endStatus();

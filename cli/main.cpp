@@ -22,6 +22,8 @@ const char kUsage[] =
     "  record FILE               the tablet's reports into a hid-recorder file\n"
     "  replay FILE [--speed X]   a recording played into a virtual tablet\n"
     "  replay --decode FILE      the events of a recording, without a device\n"
+    "  check                     the acceptance check of a tablet: PASS or FAIL,\n"
+    "                            with JUnit and JSON reports\n"
     "\n"
     "'slateprobe-cli COMMAND --help' tells more of each.\n"
     "\n"
@@ -39,6 +41,7 @@ const Command kCommands[] = {
     {"watch", cmd_watch},
     {"record", cmd_record},
     {"replay", cmd_replay},
+    {"check", cmd_check},
 };
 
 }  // namespace

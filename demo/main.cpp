@@ -14,6 +14,7 @@
 #include <iostream>
 #include <string>
 
+#include "check_run.h"
 #include "emulator/scanners.h"
 #include "emulator/tablet_protocol.h"
 #include "models.h"
@@ -42,11 +43,14 @@ void usage()
     std::printf(
         "usage: slateprobe-demo [--model MODEL] [--program PATH] [--signature FILE]\n"
         "       slateprobe-demo --replay FILE [--program PATH]\n"
+        "       slateprobe-demo --check [--model MODEL] [--program PATH] [-- CHECK OPTIONS]\n"
         "       slateprobe-demo --list | --real-tablet\n"
         "  --model MODEL     the virtual tablet: a model (KV-C1) or product id (8420); default KV-C1\n"
         "  --program PATH    the program to start; default ../app/slateprobe beside this launcher\n"
         "  --signature FILE  the samples to sign; default demo/signature.txt of the sources\n"
         "  --replay FILE     a recording (slateprobe-cli record) played on a virtual tablet of its model\n"
+        "  --check           slateprobe-cli check on the virtual tablet, drawn and pressed by\n"
+        "                    the launcher; options after -- go to the check; its exit status\n"
         "  --list            the sixteen models\n"
         "  --real-tablet     exit 0 when a tablet of vendor 5e1b is attached, else 1\n");
 }
@@ -109,13 +113,22 @@ int main(int argc, char **argv)
     std::string program = besideMe("../app/slateprobe");
     std::string signaturePath = SP_DEMO_SIGNATURE;
     std::string replayPath;
+    bool check = false;
+    bool programGiven = false;
+    std::vector<std::string> checkArgs;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         const bool hasValue = i + 1 < argc;
-        if (a == "--model" && hasValue) {
+        if (a == "--check") {
+            check = true;
+        } else if (a == "--" && check) {
+            checkArgs.assign(argv + i + 1, argv + argc);
+            break;
+        } else if (a == "--model" && hasValue) {
             model = argv[++i];
         } else if (a == "--program" && hasValue) {
             program = argv[++i];
+            programGiven = true;
         } else if (a == "--signature" && hasValue) {
             signaturePath = argv[++i];
         } else if (a == "--replay" && hasValue) {
@@ -136,6 +149,13 @@ int main(int argc, char **argv)
         }
     }
 
+    if (check && !replayPath.empty()) {
+        usage();
+        return 2;
+    }
+    if (check && !programGiven)
+        program = besideMe("../cli/slateprobe-cli");
+
     // A recording brings its own model and reports; otherwise the demo
     // signature is placed on the model asked for.
     hidrec::Header recorded;
@@ -155,7 +175,15 @@ int main(int argc, char **argv)
     }
     const DEV_INFO_PX &tablet = Dev_info_px[row];
     std::vector<demo::TimedReport> schedule;
-    if (replayPath.empty()) {
+    std::vector<demo::Stroke> scribble;
+    if (check) {
+        try {
+            scribble = demo::loadSignature(SP_DEMO_SCRIBBLE);
+        } catch (const std::exception &e) {
+            std::fprintf(stderr, "slateprobe-demo: %s\n", e.what());
+            return 2;
+        }
+    } else if (replayPath.empty()) {
         try {
             schedule = demo::replaySchedule(tablet.pid, demo::loadSignature(signaturePath));
         } catch (const std::exception &e) {
@@ -187,6 +215,13 @@ int main(int argc, char **argv)
         auto behaviour = std::make_shared<emu::TabletBehaviour>(tablet.pid);
         emu::Device &pad = bed.add(devSpec, behaviour);
         bed.add(emu::scannerSpec(0));  // its library is the stand-in in lib/ beside the program
+        if (check) {
+            say(std::string("virtual ") + tablet.model + " (" + hex4(tablet.pid) +
+                ") and a stand-in fingerprint scanner; checking");
+            result = demo::runCheck(pad, tablet.pid, program, checkArgs, scribble, g_quit);
+            say("check ended with exit status " + std::to_string(result));
+            return result;
+        }
         say(std::string("virtual ") + tablet.model + " (" + hex4(tablet.pid) + ", " +
             (tablet.isPad ? "signature pad" : "display tablet") + ") and a stand-in fingerprint scanner; press Open");
 

@@ -96,4 +96,36 @@ std::vector<TimedReport> replaySchedule(uint16_t pid, const std::vector<Stroke> 
     return out;
 }
 
+std::vector<TimedReport> checkSchedule(uint16_t pid, const std::vector<Stroke> &scribble)
+{
+    const DEV_INFO_PX &row = rowOf(pid);
+    // A display tablet's pen reaches its whole range: the signature
+    // dialog's limits do not apply to the check.
+    const WritingArea area = row.isPad ? writingAreaOf(pid) : WritingArea{row.maxX, row.maxY, 0, 0};
+    const int t0 = scribble.front().samples.front().tMs;
+    std::vector<TimedReport> out;
+    int end = 0;
+    for (const Stroke &s : scribble) {
+        emu::Stroke placed;
+        for (const Sample &p : s.samples)
+            placed.samples.push_back({int(p.x / kPictureWidth * area.width),
+                                      int(p.y / kPictureHeight * area.height) + area.wireY,
+                                      int(std::lround(p.pressure * (row.pressureLevels - 1)))});
+        const std::vector<emu::Bytes> reports = emu::encodeStroke(pid, placed);
+        for (size_t r = 0; r < reports.size(); ++r) {
+            const int t = r < s.samples.size() ? s.samples[r].tMs : s.liftMs;
+            out.push_back({std::chrono::milliseconds(t - t0), reports[r]});
+            end = t - t0;
+        }
+    }
+    if (row.isPad) {
+        for (emu::PadKey key : {emu::PadKey::Resign, emu::PadKey::Ok}) {
+            end += 200;
+            for (const emu::Bytes &r : emu::encodeKey(pid, key))
+                out.push_back({std::chrono::milliseconds(end), r});
+        }
+    }
+    return out;
+}
+
 }  // namespace demo

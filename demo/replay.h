@@ -34,4 +34,9 @@ struct TimedReport {
 // time, the model's lift reports at the stroke's lift time.
 std::vector<TimedReport> replaySchedule(uint16_t pid, const std::vector<Stroke> &signature);
 
+// The covering scribble of the check run on a model: stretched over the
+// whole writing area (every cell of a grid over it is reached), pressure 1.0
+// at the model's full raw range, then a press of each key on a pad.
+std::vector<TimedReport> checkSchedule(uint16_t pid, const std::vector<Stroke> &scribble);
+
 }  // namespace demo

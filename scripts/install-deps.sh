@@ -11,6 +11,8 @@ PACKAGES=(
   # tests, benchmarks, fuzzing
   libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev
   umockdev libumockdev-dev libglib2.0-dev python3 python3-pil libpixman-1-dev
+  # slateprobe-cli check: its JUnit reports read back as test stations read them
+  python3-junitparser
   # brush benchmarks compare with libmypaint
   libmypaint-dev
   # windows under test: several screens, Chinese glyphs, screenshots
