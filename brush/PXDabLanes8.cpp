@@ -88,11 +88,10 @@ SP_AVX2 void SmallFlatDab8(PXPaintBrush& b, float x, float y, float r, int left,
 }
 
 
-// AccumulateLanes of eight pixels.
-SP_AVX2 static inline void AccumulateLanes8(Ink& ink, PXPixel* px, __m256i a) {
+// AccumulateLanes of eight pixel words v: the words after.
+SP_AVX2 static inline __m256i Over8(Ink& ink, __m256i v, __m256i a) {
     const __m256i zero = _mm256_setzero_si256(), low24 = _mm256_set1_epi32(0x00FFFFFF);
     const __m256i byte = _mm256_set1_epi32(255), vcap = _mm256_set1_epi32(ink.cap);
-    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(px));
     const __m256i A = _mm256_srli_epi32(v, 24);
     const __m256i prod = _mm256_mullo_epi32(A, _mm256_add_epi32(a, _mm256_set1_epi32(1)));
     __m256i n = _mm256_and_si256(_mm256_sub_epi32(_mm256_add_epi32(A, a), _mm256_srai_epi32(prod, 8)), byte);
@@ -103,10 +102,16 @@ SP_AVX2 static inline void AccumulateLanes8(Ink& ink, PXPixel* px, __m256i a) {
     const __m256i empty = _mm256_cmpeq_epi32(A, zero);
     const __m256i inked = _mm256_cmpgt_epi32(a, zero);
     const __m256i res = _mm256_blendv_epi8(over, first, empty);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(px), _mm256_blendv_epi8(v, res, inked));
     const int m = _mm256_movemask_ps(_mm256_castsi256_ps(_mm256_and_si256(inked, empty)));
     ink.fresh += (int)((0x4332322132212110ull >> (4 * (m & 15))) & 15) +
                  (int)((0x4332322132212110ull >> (4 * (m >> 4))) & 15);
+    return _mm256_blendv_epi8(v, res, inked);
+}
+
+// AccumulateLanes of eight pixels.
+SP_AVX2 static inline void AccumulateLanes8(Ink& ink, PXPixel* px, __m256i a) {
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(px));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(px), Over8(ink, v, a));
 }
 
 // LargeFlatDabLanes eight columns at a time, where the processor has AVX2;
@@ -254,9 +259,9 @@ SP_AVX2 void SoftDisc8(PXPaintBrush& b, float x, float y, float r, float S, int 
     const __m256 vrOuter = _mm256_set1_ps(r + 0.8f);
     const __m256 veps_in = _mm256_set1_ps(eps_in), veps_ring = _mm256_set1_ps(eps_ring);
     const __m256i lane = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
-    // Inks the lanes of `keep` (all within the outer circle and the box) of
-    // the eight pixels at line + i, whose squared distances are d.
-    auto inkLanes = [&](PXPixel* line, int i, __m256 d, __m256i keep) __attribute__((always_inline, target("avx2"))) {
+    // The strengths of eight pixels whose squared distances are d, 0 outside
+    // the lanes of `keep` (all within the outer circle and the box).
+    auto strengths = [&](__m256 d, __m256i keep) __attribute__((always_inline, target("avx2"))) {
         const __m256 in = _mm256_cmp_ps(d, vinner, _CMP_LT_OQ);
         // Inside, sqrt(1 - d / r^2) as sqrt(r^2 - d) / r, without a division.
         const __m256 root = _mm256_sqrt_ps(_mm256_blendv_ps(d, _mm256_sub_ps(vrr, d), in));
@@ -284,10 +289,13 @@ SP_AVX2 void SoftDisc8(PXPaintBrush& b, float x, float y, float r, float S, int 
             }
             a = _mm256_load_si256(reinterpret_cast<const __m256i*>(v));
         }
+        return a;
+    };
+    // Inks the eight pixels at line + i with strengths a.
+    auto inkLanes = [&](PXPixel* line, int i, __m256i a) __attribute__((always_inline, target("avx2"))) {
         if (left + i + 8 <= s->width) {
-            // Lanes outside `keep` have strength 0 and keep their pixels;
-            // those past the box lie on the surface and are stored back as
-            // they were.
+            // Lanes of strength 0 keep their pixels; those past the box lie
+            // on the surface and are stored back as they were.
             AccumulateLanes8(ink, line + i, a);
         } else {
             // The surface's last few columns one by one.
@@ -298,6 +306,37 @@ SP_AVX2 void SoftDisc8(PXPaintBrush& b, float x, float y, float r, float S, int 
                     ink.Accumulate(line[i + k], v[k]);
         }
     };
+    if (width <= 4 && left + 4 <= s->width) {
+        // The smallest dabs (radius 0.5 to 1, a box of 4 x 4 or less): two
+        // rows a step, four columns each.
+        const __m256 half = _mm256_set1_ps(0.5f), vx = _mm256_set1_ps(x);
+        const __m256i quad = _mm256_setr_epi32(0, 1, 2, 3, 0, 1, 2, 3);
+        const __m256 dx = _mm256_sub_ps(_mm256_add_ps(_mm256_cvtepi32_ps(_mm256_add_epi32(_mm256_set1_epi32(left), quad)), half), vx);
+        const __m256 fx = _mm256_mul_ps(dx, dx);
+        const __m256i box = _mm256_cmpgt_epi32(_mm256_set1_epi32(width), quad);
+        for (int row = top; row < bottom; row += 2) {
+            const float dy0 = (float)row + 0.5f - y, dy1 = (float)(row + 1) + 0.5f - y;
+            const float e0 = dy0 * dy0, e1 = dy1 * dy1;
+            const bool two = row + 1 < bottom;
+            const __m256 d = _mm256_add_ps(fx, _mm256_setr_ps(e0, e0, e0, e0, e1, e1, e1, e1));
+            __m256i keep = _mm256_and_si256(_mm256_castps_si256(_mm256_cmp_ps(vouter, d, _CMP_GT_OQ)), box);
+            if (!two)
+                keep = _mm256_and_si256(keep, _mm256_setr_epi32(-1, -1, -1, -1, 0, 0, 0, 0));
+            if (_mm256_testz_si256(keep, keep))
+                continue;
+            const __m256i a = strengths(d, keep);
+            PXPixel* line0 = s->pixels + (size_t)row * s->stride + left;
+            PXPixel* line1 = two ? line0 + s->stride : line0;
+            const __m128i v0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(line0));
+            const __m128i v1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(line1));
+            const __m256i out = Over8(ink, _mm256_inserti128_si256(_mm256_castsi128_si256(v0), v1, 1), a);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(line0), _mm256_castsi256_si128(out));
+            if (two)
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(line1), _mm256_extracti128_si256(out, 1));
+        }
+        b.new_pixels += ink.fresh;
+        return;
+    }
     if (width <= 16) {
         // A small dab (most of a stroke's): each row is one or two steps of
         // eight columns, the outer circle a mask, without the runs' branches.
@@ -316,13 +355,13 @@ SP_AVX2 void SoftDisc8(PXPaintBrush& b, float x, float y, float r, float S, int 
             const __m256 d0 = _mm256_add_ps(fx0, vdy2);
             const __m256i k0 = _mm256_and_si256(_mm256_castps_si256(_mm256_cmp_ps(vouter, d0, _CMP_GT_OQ)), box0);
             if (!_mm256_testz_si256(k0, k0))
-                inkLanes(line, 0, d0, k0);
+                inkLanes(line, 0, strengths(d0, k0));
             if (width > 8) {
                 const __m256 d1 = _mm256_add_ps(fx1, vdy2);
                 const __m256i k1 =
                     _mm256_and_si256(_mm256_castps_si256(_mm256_cmp_ps(vouter, d1, _CMP_GT_OQ)), box1);
                 if (!_mm256_testz_si256(k1, k1))
-                    inkLanes(line, 8, d1, k1);
+                    inkLanes(line, 8, strengths(d1, k1));
             }
         }
         b.new_pixels += ink.fresh;
@@ -350,7 +389,7 @@ SP_AVX2 void SoftDisc8(PXPaintBrush& b, float x, float y, float r, float S, int 
         const __m256 vdy2 = _mm256_set1_ps(dy2);
         for (int i = lo; i < hi; i += 8) {
             const __m256 d = _mm256_add_ps(_mm256_loadu_ps(fx + i), vdy2);
-            inkLanes(line, i, d, _mm256_cmpgt_epi32(_mm256_set1_epi32(hi - i), lane));
+            inkLanes(line, i, strengths(d, _mm256_cmpgt_epi32(_mm256_set1_epi32(hi - i), lane)));
         }
     }
     b.new_pixels += ink.fresh;
