@@ -155,9 +155,14 @@ public:
         v_.resize(size_t(n) * C);
         avx2_ = haveAvx2();
         if (avx2_ && C == 4) {
-            fw_.resize(fxs_.size() * 8);
-            for (size_t o = 0; o < fxs_.size(); ++o)
-                std::fill_n(fw_.begin() + ptrdiff_t(o * 8), 8, uint16_t(fxs_[o]));
+            // Per four outputs o..o+3: the weights of o, o+2, o+1, o+3, each
+            // four times (the lane order of normalLine4).
+            const size_t groups = fxs_.size() / 4;
+            fw_.resize(groups * 16);
+            const int lane[] = {0, 2, 1, 3};
+            for (size_t g = 0; g < groups; ++g)
+                for (int k = 0; k < 4; ++k)
+                    std::fill_n(fw_.begin() + ptrdiff_t(g * 16 + size_t(k) * 4), 4, uint16_t(fxs_[g * 4 + size_t(lane[k])]));
         }
     }
 
@@ -169,7 +174,7 @@ public:
         size_t i = size_t(lo_) * C;
         const size_t end = size_t(hi_) * C;
         if (avx2_)
-            i = normalBlendRows(a, b, v, i, end, fy);
+            i = normalBlendRows(a, b, v, i, end, fy, stride);
 #ifdef __SSE2__
         const __m128i zero = _mm_setzero_si128(), f = _mm_set1_epi16(short(fy));
         for (; i + 8 <= end; i += 8) {
@@ -237,7 +242,7 @@ private:
     bool neg_;
     unsigned int n_;
     std::vector<uint32_t> xs_, fxs_;
-    std::vector<uint16_t> v_, fw_; // fw_: each output's weight eight times over
+    std::vector<uint16_t> v_, fw_; // fw_: the weights of normalLine4, four per output
     bool avx2_;
     bool extra_;
     uint32_t extraFx_;
