@@ -56,13 +56,11 @@ namespace {
 template <bool Neg, bool Swap>
 LH_AVX2 size_t line4(const uint16_t* v, const uint32_t* xs, const uint16_t* fw, size_t count, unsigned char* dst)
 {
-    // After the pack, the 32-bit words hold outputs (0 2 . . | 1 3 . .).
-    const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 0, 4, 1, 5);
     const __m256i swap = _mm256_setr_epi8(2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15, 2, 1, 0, 3, 6, 5, 4, 7,
                                           10, 9, 8, 11, 14, 13, 12, 15);
     const __m256i ones = _mm256_set1_epi16(-1), zero = _mm256_setzero_si256();
-    size_t o = 0;
-    for (; o + 4 <= count; o += 4) {
+    // The 16-bit values of outputs o..o+3, in the lane order (o o+2 | o+1 o+3).
+    auto four = [&](size_t o) __attribute__((always_inline, target("avx2"))) {
         auto px = [&](size_t j) {
             return _mm_loadu_si128(reinterpret_cast<const __m128i*>(v + (size_t(xs[j]) - (Neg ? 1 : 0)) * 4));
         };
@@ -71,7 +69,7 @@ LH_AVX2 size_t line4(const uint16_t* v, const uint32_t* xs, const uint16_t* fw, 
         const __m256i w23 = _mm256_inserti128_si256(_mm256_castsi128_si256(px(o + 2)), px(o + 3), 1);
         const __m256i first = _mm256_unpacklo_epi64(w01, w23), second = _mm256_unpackhi_epi64(w01, w23);
         const __m256i cur = Neg ? second : first, next = Neg ? first : second;
-        // Weights in the same order: outputs (0 2 | 1 3), each four times.
+        // Weights in the same order, each four times.
         const __m256i f = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(fw + o * 4));
         const __m256i nl = _mm256_mullo_epi16(next, f), cl = _mm256_mullo_epi16(cur, f);
         const __m256i nh = _mm256_mulhi_epu16(next, f), ch = _mm256_mulhi_epu16(cur, f);
@@ -79,11 +77,25 @@ LH_AVX2 size_t line4(const uint16_t* v, const uint32_t* xs, const uint16_t* fw, 
         const __m256i no_borrow = _mm256_cmpeq_epi16(_mm256_subs_epu16(cl, nl), zero);
         const __m256i q = _mm256_sub_epi16(_mm256_add_epi16(_mm256_add_epi16(cur, nh), ones),
                                            _mm256_add_epi16(ch, no_borrow));
-        __m256i p = _mm256_packus_epi16(_mm256_srli_epi16(q, 8), zero);
+        return _mm256_srli_epi16(q, 8);
+    };
+    size_t o = 0;
+    // Eight outputs a step: after the pack the 32-bit words hold outputs
+    // (0 2 4 6 | 1 3 5 7).
+    const __m256i order8 = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+    for (; o + 8 <= count; o += 8) {
+        __m256i p = _mm256_packus_epi16(four(o), four(o + 4));
         if (Swap)
             p = _mm256_shuffle_epi8(p, swap);
-        p = _mm256_permutevar8x32_epi32(p, order);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + o * 4), _mm256_permutevar8x32_epi32(p, order8));
+    }
+    if (o + 4 <= count) {
+        __m256i p = _mm256_packus_epi16(four(o), zero);
+        if (Swap)
+            p = _mm256_shuffle_epi8(p, swap);
+        p = _mm256_permutevar8x32_epi32(p, order8);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + o * 4), _mm256_castsi256_si128(p));
+        o += 4;
     }
     return o;
 }
