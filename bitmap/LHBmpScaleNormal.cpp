@@ -173,6 +173,21 @@ public:
         // (a * (65536 - fy) + b * fy) >> 8 is at most 65280: 16 bits hold it.
         size_t i = size_t(lo_) * C;
         const size_t end = size_t(hi_) * C;
+        const size_t count = xs_.size();
+        size_t o = 0;
+        if (avx2_ && C == 4 && !neg_) {
+            // A forward walk in pieces of kPiece outputs, each after the
+            // blends it reads: the blends stay in the first-level cache, and
+            // the pieces' stores drain while the next piece is blended.
+            for (; o + kPiece <= count; o += kPiece) {
+                const size_t need = (size_t(xs_[o + kPiece - 1]) + 2) * C;
+                if (i < need)
+                    i = normalBlendRows(a, b, v, i, std::min(end, need + 15), fy, stride);
+                if (i < need)
+                    break; // the row's last few blends: below
+                normalLine4(v, xs_.data() + o, fw_.data() + o * 4, kPiece, dst + o * C, false, Swap);
+            }
+        }
         if (avx2_)
             i = normalBlendRows(a, b, v, i, end, fy, stride);
 #ifdef __SSE2__
@@ -196,10 +211,8 @@ public:
         for (; i < end; ++i)
             v[i] = uint16_t((a[i] * gy + b[i] * fy) >> 8);
 
-        const size_t count = xs_.size();
-        size_t o = 0;
         if (avx2_ && C == 4)
-            o = normalLine4(v, xs_.data(), fw_.data(), count, dst, neg_, Swap);
+            o += normalLine4(v, xs_.data() + o, fw_.data() + o * 4, count - o, dst + o * C, neg_, Swap);
 #ifdef __SSE2__
         if (C == 4) {
             // One pixel per step: its blend and its neighbour's are eight
@@ -239,6 +252,7 @@ public:
     }
 
 private:
+    static constexpr size_t kPiece = 128; // a multiple of 4, the groups of fw_
     bool neg_;
     unsigned int n_;
     std::vector<uint32_t> xs_, fxs_;
