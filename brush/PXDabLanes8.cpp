@@ -229,8 +229,10 @@ SP_AVX2 static int Columns8(float* fx, int left, int width, float x) {
 // Inside (d < inner) the lanes take sqrt(r^2 - d) * (S * 255 / r): the
 // rule's rounded t = d / r^2 moves 1 - t by at most 2^-24 * rho relative to
 // (r^2 - d) / r^2, rho = inner / (r^2 - inner) bounding d / (r^2 - d); the
-// float r^2 - d, its root, the factor and the product are rounded once each:
-// the float strength is off by less than 255|S| * (rho + 5) * 2^-24. In the ring: r + 0.8f
+// float r^2 - d, its root and the product are rounded once each, the factor
+// (S * 255 and the division) twice, and r differs from the root of the
+// rounded r^2 by 2^-25 relative: the float strength is off by less than
+// 255|S| * (rho + 7) * 2^-24. In the ring: r + 0.8f
 // differs from the double r + 0.8 by less than (r + 1) * 2^-24, the float
 // root of d < (r + 0.8)^2 by less than (r + 0.8) * 2^-24, their difference
 // (within 0..1) is rounded once more, then S * 51 and the product: together
@@ -247,14 +249,16 @@ SP_AVX2 void SoftDisc8(PXPaintBrush& b, float x, float y, float r, float S, int 
     const float rr = r * r;
     const double rOuter = (double)r + 0.8;
     const double S255 = (double)S;
-    const double aS = std::fabs((double)S);
+    // The bounds in float: their own roundings (a few 2^-24 of them) are
+    // far inside the factor of two.
+    const float aS = std::fabs(S);
     // d / (r^2 - d) within the inner circle: how far the rule's rounded
     // d / r^2 can move 1 - d / r^2, relative to it.
-    const double rho = (double)inner / ((double)rr - (double)inner);
-    const float eps_in = (float)(255.0 * aS * (rho + 8.0) * 0x1p-23 + 0x1p-20);
-    const float eps_ring = (float)(51.0 * aS * ((double)r + 3.0) * 0x1p-21 + 0x1p-20);
+    const float rho = inner / (rr - inner);
+    const float eps_in = 255.0f * aS * (rho + 8.0f) * 0x1p-23f + 0x1p-20f;
+    const float eps_ring = 51.0f * aS * (r + 3.0f) * 0x1p-21f + 0x1p-20f;
     const __m256 vinner = _mm256_set1_ps(inner), vrr = _mm256_set1_ps(rr), vouter = _mm256_set1_ps(outer);
-    const __m256 vS255 = _mm256_set1_ps((float)(S255 * 255.0 / std::sqrt((double)rr)));
+    const __m256 vS255 = _mm256_set1_ps(S * 255.0f / r);
     const __m256 vS51 = _mm256_set1_ps(S * 51.0f);
     const __m256 vrOuter = _mm256_set1_ps(r + 0.8f);
     const __m256 veps_in = _mm256_set1_ps(eps_in), veps_ring = _mm256_set1_ps(eps_ring);
@@ -406,6 +410,18 @@ SP_AVX2 void BlendOutRows8(PXPixel* target, size_t tstride, const PXPixel* sourc
         const PXPixel* s = source + (size_t)row * sstride;
         PXPixel* t = target + (size_t)row * tstride;
         int col = left;
+        if (m == s) {
+            // The stroke is its own source (as the pen engine blends): an
+            // inked pixel goes whole.
+            for (; col + 8 <= right; col += 8) {
+                const __m256i mv = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(m + col));
+                const __m256i m_clear = _mm256_cmpeq_epi32(_mm256_and_si256(mv, alpha), zero);
+                if (_mm256_movemask_epi8(m_clear) == -1)
+                    continue;
+                const __m256i tv = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(t + col));
+                _mm256_storeu_si256(reinterpret_cast<__m256i*>(t + col), _mm256_blendv_epi8(mv, tv, m_clear));
+            }
+        }
         for (; col + 8 <= right; col += 8) {
             const __m256i mv = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(m + col));
             const __m256i m_clear = _mm256_cmpeq_epi32(_mm256_and_si256(mv, alpha), zero);
