@@ -1,6 +1,8 @@
 // Nearest-sample scaling. Its origin is given in scaled units: it is divided
 // by the scale before use, unlike the other two qualities.
 #include <algorithm>
+#include <cstdlib>
+#include <unistd.h>
 #include <vector>
 
 #include "LHBmpPixels.h"
@@ -31,6 +33,21 @@ void indices(const Walk& w, int64_t srcSize, int64_t count, std::vector<int32_t>
         pos += w.dir * (frac >> 16);
         frac &= 0xFFFF;
     }
+}
+
+// Half the last-level cache, at least 1 MiB; SP_BITMAP_STREAM_FROM in the
+// environment (bytes) sets it instead (the tests run both store paths).
+size_t streamFrom()
+{
+    static const size_t bytes = [] {
+        if (const char* e = std::getenv("SP_BITMAP_STREAM_FROM"))
+            return size_t(std::strtoull(e, nullptr, 10));
+        long l3 = sysconf(_SC_LEVEL3_CACHE_SIZE);
+        if (l3 <= 0)
+            l3 = sysconf(_SC_LEVEL2_CACHE_SIZE);
+        return std::max<size_t>(size_t(1) << 20, l3 > 0 ? size_t(l3) / 2 : 0);
+    }();
+    return bytes;
 }
 
 template <int C, bool Swap>
@@ -91,9 +108,11 @@ bool scaleFast(const CLHBmp& s, const LHFIX64& sx, const LHFIX64& sy, const _LHP
     // the one above is a copy of it, and pixels may be read ahead of writes.
     const size_t rowBytes = cols.size() * C;
     const bool apart = !overlaps(s, *dest);
-    // A destination past 1 MiB would not stay in the cache anyway: its rows
-    // are written around it, except a row that the next one copies.
-    const bool large = rows.size() * rowBytes > (size_t(1) << 20);
+    // A destination past half the last-level cache would not stay in it
+    // anyway: its rows are written around it, except a row that the next one
+    // copies. (Below that, writing around the cache only makes the next
+    // reader of the picture, and a busy machine's other work, wait on memory.)
+    const bool large = rows.size() * rowBytes > streamFrom();
     for (size_t j = 0; j < rows.size(); ++j) {
         const unsigned char* src = rowOf(s, rows[j]);
         unsigned char* dst = rowOf(*dest, oy + int64_t(j)) + ox * C;
@@ -101,7 +120,7 @@ bool scaleFast(const CLHBmp& s, const LHFIX64& sx, const LHFIX64& sy, const _LHP
         if (apart && j > 0 && rows[j] == rows[j - 1]) {
             std::memmove(dst, dst - dest->stride, rowBytes);
         } else if (C == 4 && !Swap && apart) {
-            gatherRow32(src, cols.data(), n, dst, large && (j + 1 == rows.size() || rows[j + 1] != rows[j]));
+            gatherRow32(src, s.width, cols.data(), n, dst, large && (j + 1 == rows.size() || rows[j + 1] != rows[j]));
         } else if (C == 4 && !Swap) {
             uint32_t* d32 = reinterpret_cast<uint32_t*>(dst);
             for (size_t i = 0; i < n; ++i) {

@@ -155,9 +155,14 @@ public:
         v_.resize(size_t(n) * C);
         avx2_ = haveAvx2();
         if (avx2_ && C == 4) {
-            fw_.resize(fxs_.size() * 8);
-            for (size_t o = 0; o < fxs_.size(); ++o)
-                std::fill_n(fw_.begin() + ptrdiff_t(o * 8), 8, uint16_t(fxs_[o]));
+            // Per four outputs o..o+3: the weights of o, o+2, o+1, o+3, each
+            // four times (the lane order of normalLine4).
+            const size_t groups = fxs_.size() / 4;
+            fw_.resize(groups * 16);
+            const int lane[] = {0, 2, 1, 3};
+            for (size_t g = 0; g < groups; ++g)
+                for (int k = 0; k < 4; ++k)
+                    std::fill_n(fw_.begin() + ptrdiff_t(g * 16 + size_t(k) * 4), 4, uint16_t(fxs_[g * 4 + size_t(lane[k])]));
         }
     }
 
@@ -168,8 +173,23 @@ public:
         // (a * (65536 - fy) + b * fy) >> 8 is at most 65280: 16 bits hold it.
         size_t i = size_t(lo_) * C;
         const size_t end = size_t(hi_) * C;
+        const size_t count = xs_.size();
+        size_t o = 0;
+        if (avx2_ && C == 4 && !neg_) {
+            // A forward walk in pieces of kPiece outputs, each after the
+            // blends it reads: the blends stay in the first-level cache, and
+            // the pieces' stores drain while the next piece is blended.
+            for (; o + kPiece <= count; o += kPiece) {
+                const size_t need = (size_t(xs_[o + kPiece - 1]) + 2) * C;
+                if (i < need)
+                    i = normalBlendRows(a, b, v, i, std::min(end, need + 15), fy, stride);
+                if (i < need)
+                    break; // the row's last few blends: below
+                normalLine4(v, xs_.data() + o, fw_.data() + o * 4, kPiece, dst + o * C, false, Swap);
+            }
+        }
         if (avx2_)
-            i = normalBlendRows(a, b, v, i, end, fy);
+            i = normalBlendRows(a, b, v, i, end, fy, stride);
 #ifdef __SSE2__
         const __m128i zero = _mm_setzero_si128(), f = _mm_set1_epi16(short(fy));
         for (; i + 8 <= end; i += 8) {
@@ -191,10 +211,8 @@ public:
         for (; i < end; ++i)
             v[i] = uint16_t((a[i] * gy + b[i] * fy) >> 8);
 
-        const size_t count = xs_.size();
-        size_t o = 0;
         if (avx2_ && C == 4)
-            o = normalLine4(v, xs_.data(), fw_.data(), count, dst, neg_, Swap);
+            o += normalLine4(v, xs_.data() + o, fw_.data() + o * 4, count - o, dst + o * C, neg_, Swap);
 #ifdef __SSE2__
         if (C == 4) {
             // One pixel per step: its blend and its neighbour's are eight
@@ -234,10 +252,11 @@ public:
     }
 
 private:
+    static constexpr size_t kPiece = 128; // a multiple of 4, the groups of fw_
     bool neg_;
     unsigned int n_;
     std::vector<uint32_t> xs_, fxs_;
-    std::vector<uint16_t> v_, fw_; // fw_: each output's weight eight times over
+    std::vector<uint16_t> v_, fw_; // fw_: the weights of normalLine4, four per output
     bool avx2_;
     bool extra_;
     uint32_t extraFx_;

@@ -55,12 +55,15 @@ namespace lhbmp {
 
 // The vertical blend of the bilinear scaler, 16 bytes at a time from i while
 // they fit below end: v = (a * (65536 - fy) + b * fy) >> 8. Returns where it
-// stopped.
-size_t normalBlendRows(const unsigned char* a, const unsigned char* b, uint16_t* v, size_t i, size_t end, uint32_t fy);
+// stopped. ahead: the row stride, for asking the cache for the two rows after
+// b (0: not).
+size_t normalBlendRows(const unsigned char* a, const unsigned char* b, uint16_t* v, size_t i, size_t end, uint32_t fy,
+                       size_t ahead);
 
 // The horizontal pass over blended 32-bit rows, four outputs at a time:
 // output o interpolates the four values at xs[o] (at xs[o] - 1 and back
-// when neg) by the weight fw[8 * o] (repeated eight times):
+// when neg) by its weight f, which fw holds four times in the lane order
+// (o, o + 2, o + 1, o + 3) of each group of four outputs:
 // (cur * (65536 - f) + next * f) >> 24. Returns how many outputs it wrote.
 size_t normalLine4(const uint16_t* v, const uint32_t* xs, const uint16_t* fw, size_t count, unsigned char* dst,
                    bool neg, bool swap);
@@ -83,8 +86,10 @@ void transformRow32(const unsigned char* bits, int64_t stride, int w, int h, uin
 
 namespace lhbmp {
 
-// dst[i] = src[cols[i]] for 32-bit pixels, i < n (SSE2: always there).
+// dst[i] = src[cols[i]] for 32-bit pixels, i < n, cols monotone and within
+// the row's srcCount pixels (SSE2: always there; AVX2 where present).
 // stream: the row goes to memory around the cache.
-void gatherRow32(const unsigned char* src, const int32_t* cols, size_t n, unsigned char* dst, bool stream);
+void gatherRow32(const unsigned char* src, int srcCount, const int32_t* cols, size_t n, unsigned char* dst,
+                 bool stream);
 
 } // namespace lhbmp

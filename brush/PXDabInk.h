@@ -159,6 +159,11 @@ bool HasAvx2();
 // The eight-lane loops (PXDabLanes8.cpp); call them only when HasAvx2().
 void SmallFlatDab8(PXPaintBrush& b, float x, float y, float r, int left, int top, int right, int bottom);
 void LargeFlatDab8(PXPaintBrush& b, float x, float y, float r, double S, int left, int top, int right, int bottom);
+// The soft disc (SoftDiscLanes' cases) in float lanes with an error bound.
+void SoftDisc8(PXPaintBrush& b, float x, float y, float r, float S, int left, int top, int right, int bottom);
+// blend_out over rows top..bottom, columns left..right.
+void BlendOutRows8(PXPixel* target, size_t tstride, const PXPixel* source, size_t sstride,
+                   const PXPixel* stroke, size_t mstride, int left, int top, int right, int bottom);
 #endif
 
 }  // namespace pxdab

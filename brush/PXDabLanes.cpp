@@ -220,6 +220,12 @@ bool SoftDiscLanes(PXPaintBrush& b, float x, float y, float r, float S, int left
         return false;  // strengths up to 255 * |S| stay within AccumulateLanes' range
     if (width <= 0 || bottom <= top)
         return true;
+#if defined(__x86_64__) || defined(__i386__)
+    if (HasAvx2()) {
+        SoftDisc8(b, x, y, r, S, left, top, right, bottom);
+        return true;
+    }
+#endif
     Ink ink(b);
     PXSurface* s = b.surface;
     const float inner = (r - 0.2f) * (r - 0.2f);

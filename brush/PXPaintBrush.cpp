@@ -3,6 +3,8 @@
 
 #include "brush/PXPen.h"
 
+#include "PXDabInk.h"
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -59,6 +61,13 @@ void PXPaintBrush::blend_out(PXSurface* target, PXSurface* source) {
     const int bottom = dirty.bottom > surface->height ? surface->height : dirty.bottom;
     if (bottom - top <= 0 || right - left <= 0)
         return;
+#if defined(__x86_64__) || defined(__i386__)
+    if (pxdab::HasAvx2()) {
+        pxdab::BlendOutRows8(target->pixels, target->stride, source->pixels, source->stride, surface->pixels,
+                             surface->stride, left, top, right, bottom);
+        return;
+    }
+#endif
     for (int row = top; row < bottom; ++row) {
         const PXPixel* m = surface->pixels + (size_t)row * surface->stride;
         const PXPixel* s = source->pixels + (size_t)row * source->stride;

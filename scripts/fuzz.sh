@@ -13,4 +13,6 @@ cmake --build build-fuzz --target "$target"
 bin=$(find build-fuzz -type f -name "$target" -perm -u+x | head -1)
 corpus=$(mktemp -d)
 seeds=$(find fuzz -type d -name "${target}_corpus" | head -1)
-ASAN_OPTIONS=verify_asan_link_order=0 "$bin" -runs="$runs" -print_final_stats=1 "$corpus" ${seeds:+"$seeds"}
+# Fast scaling writes around the cache from 1 MiB of destination on, as the
+# fuzzer's largest ones are (by default only past half the last-level cache).
+SP_BITMAP_STREAM_FROM=${SP_BITMAP_STREAM_FROM:-1048576} ASAN_OPTIONS=verify_asan_link_order=0 "$bin" -runs="$runs" -print_final_stats=1 "$corpus" ${seeds:+"$seeds"}

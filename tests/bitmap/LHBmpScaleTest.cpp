@@ -132,8 +132,9 @@ TEST(CLHBmp32, ScaleRefusalsAndChannelOrder)
     }
 }
 
-// Destinations past 1 MiB take another store path in fast scaling: its
-// pixels must still be the ones the walk names. At scale 2.5 the 16.16 step
+// Large destinations take another store path in fast scaling (from 1 MiB on
+// in the run bitmap_scale_stream): its pixels must still be the ones the
+// walk names. At scale 2.5 the 16.16 step
 // is 65536 / 2.5 rounded, 26214, so output i takes source column
 // floor(i * 26214 / 65536); at scale 1 row j is source row j (no row repeats,
 // so none is copied from the one above). The source encodes its own column
@@ -155,6 +156,43 @@ TEST(CLHBmp32, FastScaleLargeDestination)
             ASSERT_EQ(p[2] + 256 * p[3], j) << i << "," << j;
         }
         ASSERT_EQ(d.bits[j * d.stride + 750 * 4], 0x77);
+    }
+}
+
+// Fast scaling's 32-bit row gather (eight outputs from sixteen source
+// pixels where they fit, four at a time or one by one where not) against its
+// channel-swapping twin, which copies pixel by pixel: iscale must equal scale
+// with bytes 0 and 2 exchanged, every byte of the destination included.
+// Reductions and enlargements, mirrored walks, odd strides, a destination
+// past 1 MiB (streamed rows) and a clipped origin.
+TEST(CLHBmp32, FastScaleGatherMatchesPixelCopies)
+{
+    struct Run {
+        double sx, sy;
+        int w, h;
+        _LHPOINT o;
+    } runs[] = {
+        {0.6667, 0.6667, 301, 40, {0, 0}},  {0.55, 1.0, 257, 9, {0, 0}},    {0.9, 0.9, 1000, 400, {0, 0}},
+        {1.3, 1.0, 123, 7, {0, 0}},         {-0.6667, 0.75, 301, 40, {0, 0}}, {0.75, -1.0, 77, 5, {3, 2}},
+        {0.6667, 1.0, 301, 20, {-37, -3}},  {2.0, 1.0, 50, 3, {0, 0}},
+    };
+    std::mt19937 rng(7);
+    for (const Run& r : runs) {
+        CLHBmp32 s(r.w, r.h, r.w * 4 + 12);
+        for (int i = 0; i < s.stride * r.h; ++i)
+            s.bits[i] = static_cast<unsigned char>(rng());
+        const int dw = int(std::abs(r.sx) * r.w) + 9, dh = int(std::abs(r.sy) * r.h) + 1;
+        CLHBmp32 a(dw, dh, dw * 4 + 4), b(dw, dh, dw * 4 + 4);
+        std::memset(a.bits, 0x77, size_t(a.stride * dh));
+        std::memset(b.bits, 0x77, size_t(b.stride * dh));
+        s.bmp_scale_fast_to(F(r.sx), F(r.sy), r.o, &a);
+        s.bmp_iscale_fast_to(F(r.sx), F(r.sy), r.o, &b);
+        for (int y = 0; y < dh; ++y)
+            for (int x = 0; x < dw; ++x)
+                std::swap(b.bits[y * b.stride + x * 4], b.bits[y * b.stride + x * 4 + 2]);
+        ASSERT_EQ(Bytes(a), Bytes(b)) << "sx " << r.sx << " sy " << r.sy << " w " << r.w;
+        const std::vector<int> got = Bytes(a);
+        ASSERT_LT(std::count(got.begin(), got.end(), 0x77), int(got.size() / 2)) << "sx " << r.sx;  // mostly written
     }
 }
 

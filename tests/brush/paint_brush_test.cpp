@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "brush/PXPen.h"
@@ -191,6 +192,42 @@ TEST(PaintBrush, BlendOutCopiesInkedPixelsWhole) {
     const int at[] = {0, 7, 9, 63};
     for (int i = 0; i < 4; ++i)
         EXPECT_EQ(memcmp(&target.pixels[at[i]], &want[i], 4), 0) << at[i];
+}
+
+// Random rectangles of every width from 1 to 21 at every offset (the lane
+// loops' whole steps and their few last pixels), over random words, one
+// alpha in three zero, with a source of its own and with the stroke as its
+// own source (as the pen engine blends): each pixel as the per-pixel rule
+// above gives it.
+TEST(PaintBrush, BlendOutFollowsTheRuleOnAnyRectangle) {
+    const int W = 37, H = 9;
+    PXSurface stroke(W, H), source(W, H), target(W, H);
+    uint32_t seed = 5;
+    auto word = [&seed]() {
+        seed = seed * 1664525u + 1013904223u;
+        const uint32_t w = seed ^ (seed >> 13);
+        return (w >> 7) % 3 == 0 ? w & 0x00FFFFFFu : w;
+    };
+    PXPen pen(&stroke, new PXFlatTipFunction());
+    for (int width = 1; width <= 21; ++width) {
+        for (int left = 0; left + width <= W; ++left) {
+            const bool own = (width + left) % 2 == 0;
+            PXSurface& src = own ? stroke : source;
+            std::vector<uint32_t> want((size_t)W * H);
+            for (int i = 0; i < W * H; ++i) {
+                const uint32_t m = word(), s = own ? m : word(), t = word();
+                std::memcpy(&stroke.pixels[i], &m, 4);
+                std::memcpy(&src.pixels[i], &s, 4);
+                std::memcpy(&target.pixels[i], &t, 4);
+                const int col = i % W, row = i / W;
+                const bool in = col >= left && col < left + width && row >= 1 && row < H - 1;
+                want[i] = !in || (m >> 24) == 0 ? t : (s >> 24) != 0 ? s : m;
+            }
+            pen.dirty = PXRectangle(left, 1, left + width, H - 1);
+            pen.blend_out(&target, &src);
+            ASSERT_EQ(memcmp(target.pixels, want.data(), want.size() * 4), 0) << left << " width " << width << " own " << own;
+        }
+    }
 }
 
 }  // namespace
