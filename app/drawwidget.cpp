@@ -14,6 +14,16 @@ void drawWidget::SetBackImg(QImage *image)
     update();
 }
 
+void drawWidget::SetBackImg(QImage *image, const QRect &changed)
+{
+    if (image != m_pImage) {
+        SetBackImg(image);
+        return;
+    }
+    if (!changed.isEmpty())
+        update(changed);
+}
+
 void drawWidget::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);

@@ -1,6 +1,7 @@
 // The main window as a real widget (offscreen), tablets from the emulator
 // through real libusb. Expected texts and pixels are worked out by hand from
 // the identity the emulated tablet gives and the window's mapping rule.
+#include <QScreen>
 #include <QTextLayout>
 #include <QFontMetrics>
 #include <functional>
@@ -321,6 +322,48 @@ TEST_F(Window, SigningOnPad)
     EXPECT_TRUE(probe->list().isEmpty());
     EXPECT_GE(beh->count(Command::Start), 1);
     EXPECT_FALSE(dev.claimed());
+}
+
+// The window repaints only the part of the picture box a pen event drew
+// into. What it shows after a signature (the offscreen screen's copy of its
+// backing store) must be, pixel for pixel, what a repaint of the whole window
+// from scratch gives: any ink outside the repainted parts would be missing.
+// Two strokes cross each other, with the lifts, at a pen pace that lets the
+// window paint between events.
+TEST_F(Window, PadInkOnScreenAsAWholeRepaint)
+{
+    emu::Device &dev = plug(0x8420);
+    probe->open();
+    ASSERT_NE(probe->image(), nullptr);
+    std::vector<emu::Bytes> reports;
+    for (int stroke = 0; stroke < 2; ++stroke) {
+        emu::Stroke s;
+        for (int i = 0; i <= 40; ++i) {
+            const int px = 40 + i * 8, dy = (stroke ? 60 - i * 3 : i * 3 - 60);
+            s.samples.push_back({px * 6144 / 400, (125 + dy) * 8192 / 250 + 955, 300 + i * 20});
+        }
+        for (auto &r : emu::encodeStroke(0x8420, s))
+            reports.push_back(r);
+    }
+    dev.pushPaced(reports, std::chrono::microseconds(4000));
+    dev.waitPacedDone();
+    QImage &image = *probe->image();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !white(image, 200, 125) && probe->lastState() == 0; }, 10000));
+    QTest::qWait(100);  // the last repaint
+    QCoreApplication::processEvents();
+
+    const QImage shown =
+        QGuiApplication::primaryScreen()->grabWindow(window->winId()).toImage().convertToFormat(QImage::Format_RGB32);
+    const QImage whole = window->grab().toImage().convertToFormat(QImage::Format_RGB32);
+    ASSERT_EQ(shown.size(), whole.size());
+    int differing = 0;
+    for (int y = 0; y < shown.height(); ++y)
+        for (int x = 0; x < shown.width(); ++x)
+            differing += shown.pixel(x, y) != whole.pixel(x, y);
+    EXPECT_EQ(differing, 0);
+    // And the black ink is on screen where the strokes cross, image (200, 125).
+    const QPoint crossing = probe->box()->mapTo(window.get(), QPoint(200, 125));
+    EXPECT_LT(qGray(shown.pixel(crossing)), 100);
 }
 
 // The fingerprint button on KV-C5, a pad with a fingerprint mode. With a
