@@ -20,8 +20,12 @@ void drawWidget::SetBackImg(QImage *image, const QRect &changed)
         SetBackImg(image);
         return;
     }
+    // Whole rows: the window's gradient behind the box comes out a shade
+    // different (one unit in a channel) when a row is painted from another
+    // column than the box's left edge, so a narrower rectangle would not
+    // give the very pixels of a whole repaint.
     if (!changed.isEmpty())
-        update(changed);
+        update(QRect(0, changed.top(), width(), changed.height()));
 }
 
 void drawWidget::paintEvent(QPaintEvent *)

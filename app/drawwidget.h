@@ -16,7 +16,7 @@ public:
     void SetBackImg(QImage *image);
     // The same, for an image of which only `changed` may differ from what
     // was painted: a new image is repainted whole, the one already shown
-    // only within `changed` (nothing for an empty rectangle).
+    // only in the rows of `changed` (nothing for an empty rectangle).
     void SetBackImg(QImage *image, const QRect &changed);
     // The image it paints, if any.
     QImage *BackImg() const { return m_pImage; }
