@@ -2,6 +2,8 @@
 
 #include <QPainter>
 
+#include "ink_rect.h"
+
 drawWidget::drawWidget(QWidget *)
     : QWidget(nullptr)
 {
@@ -20,12 +22,8 @@ void drawWidget::SetBackImg(QImage *image, const QRect &changed)
         SetBackImg(image);
         return;
     }
-    // Whole rows: the window's gradient behind the box comes out a shade
-    // different (one unit in a channel) when a row is painted from another
-    // column than the box's left edge, so a narrower rectangle would not
-    // give the very pixels of a whole repaint.
     if (!changed.isEmpty())
-        update(QRect(0, changed.top(), width(), changed.height()));
+        update(inkRows(changed, width()));
 }
 
 void drawWidget::paintEvent(QPaintEvent *)

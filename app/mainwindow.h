@@ -55,8 +55,6 @@ private:
     friend class WindowProbe;  // the window tests look at the members
 
     void padEvent(const TOUCH_INFO &info);
-    // The part of the image the last stroke call drew into, from g_rect.
-    QRect drawnRect() const;
     void retireImage(QImage *image);
     void informationBox(const QString &text);
     void errorBox(int code);

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "ink_probe.h"
+#include "ink_rect.h"
 #include "ui_mainwindow.h"
 
 int pen_event_listener(TOUCH_INFO info)
@@ -51,12 +52,6 @@ float mapAxis(int pixels, int value, int min, int max)
 }
 }  // namespace
 
-QRect MainWindow::drawnRect() const
-{
-    const QRect rect(QPoint(g_rect[0], g_rect[1]), QPoint(g_rect[2] - 1, g_rect[3] - 1));
-    return rect.isValid() ? rect.intersected(QRect(0, 0, m_nImgWidth, m_nImgHeight)) : QRect();
-}
-
 void MainWindow::padEvent(const TOUCH_INFO &info)
 {
     if (info.key == kKeyResign) {
@@ -75,8 +70,7 @@ void MainWindow::padEvent(const TOUCH_INFO &info)
         return;  // 48 (both keys) and the like
 
     // The stroke calls change the surface only inside the rectangle they
-    // give back (right and bottom exclusive; an unsorted one means nothing
-    // was drawn), and nothing else changes it between pen events.
+    // give back, and nothing else changes it between pen events.
     QRect changed;
     if (info.state == 1 && m_nLastState == 0) {
         PXBeginStroke(m_hPen);  // the first point only opens the stroke
@@ -84,10 +78,10 @@ void MainWindow::padEvent(const TOUCH_INFO &info)
         const float px = mapAxis(m_nImgWidth, info.x, m_devInfo.minX, m_devInfo.maxX);
         const float py = mapAxis(m_nImgHeight, info.y, m_devInfo.minY, m_devInfo.maxY);
         PXStrokePoint(m_hPen, g_rect, px, py, info.pressure);
-        changed = drawnRect();
+        changed = inkRect(g_rect, m_nImgWidth, m_nImgHeight);
     } else if (info.state == 0 && m_nLastState == 1) {
         PXEndStroke(m_hPen, g_rect);
-        changed = drawnRect();
+        changed = inkRect(g_rect, m_nImgWidth, m_nImgHeight);
     }
     m_nLastState = info.state;
     SP_INK_MARK(kInkStrokeDone);

@@ -11,8 +11,11 @@
 //   repaint  until the picture box has painted into the backing store
 // The windows are compiled with the probe marks (SP_INK_PROBE); the reader's
 // idle sleep is seen by standing in for usleep.
+// With --dialog the tablet is a KV-A1 display tablet and the ink goes to the
+// signature dialog (its events cross to the interface thread as the queued
+// signal); only reports inside its writing area are sent.
 // Usage (umockdev-wrapper, offscreen unless QT_QPA_PLATFORM says otherwise):
-//   ink_latency [REPORTS [RATE]]   defaults 10000 reports, 200 a second
+//   ink_latency [--dialog] [REPORTS [RATE]]   defaults 10000 reports, 200 a second
 #include <pthread.h>
 #include <sys/resource.h>
 #include <time.h>
@@ -36,6 +39,7 @@
 #include "emulator/tablet_protocol.h"
 #include "ink_probe.h"
 #include "mainwindow.h"
+#include "signextenddlg.h"
 #include "tablet/deviceRead.h"
 #include "tablet/pxtablet.h"
 
@@ -48,7 +52,9 @@ int64_t nowNs()
     return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count();
 }
 
-constexpr uint16_t kPid = 0x8420;  // KV-C1
+constexpr uint16_t kPadPid = 0x8420;     // KV-C1
+constexpr uint16_t kDisplayPid = 0x3101; // KV-A1
+uint16_t kPid = kPadPid;
 constexpr unsigned kReaderIdleUs = 10000;
 
 // One slot per report, each field written by one thread only.
@@ -79,12 +85,13 @@ void tap(const unsigned char *, int length, void *)
     }
 }
 
-// Times the start of each pad event's queued call on the main window and the
-// end of each paint of the picture box.
+// Times the start of each pen event's queued call on the main window and the
+// end of each paint of the widget
+// that shows the ink (the picture box, or the dialog).
 class ProbeApp : public QApplication {
 public:
     using QApplication::QApplication;
-    MainWindow *window = nullptr;
+    QObject *window = nullptr;
     QWidget *box = nullptr;
     bool notify(QObject *receiver, QEvent *event) override
     {
@@ -115,17 +122,26 @@ double cpuSeconds()
     return u.ru_utime.tv_sec + u.ru_stime.tv_sec + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
 }
 
-// A signature-like path: strokes of 150 samples over the pad, each lifted.
+// A signature-like path: strokes of 150 samples, each lifted. On the pad
+// over most of it; on the display tablet within the upper part of the
+// screen, clear of the dialog's clear area, and always touching (every
+// sample and the leave then reach the dialog).
 std::vector<emu::Bytes> makeReports(int count)
 {
+    const bool pad = kPid == kPadPid;
     std::vector<emu::Bytes> out;
     for (int s = 0; int(out.size()) < count; ++s) {
         emu::Stroke stroke;
         for (int k = 0; k < 150; ++k) {
             const double a = (s * 150 + k) * 0.037;
-            stroke.samples.push_back({3000 + int(2600 * std::sin(a * 1.3 + s)),
-                                      4100 + int(2800 * std::sin(a * 0.7)),
-                                      600 + int(500 * std::sin(a * 2.1))});
+            if (pad)
+                stroke.samples.push_back({3000 + int(2600 * std::sin(a * 1.3 + s)),
+                                          4100 + int(2800 * std::sin(a * 0.7)),
+                                          600 + int(500 * std::sin(a * 2.1))});
+            else
+                stroke.samples.push_back({28000 + int(24000 * std::sin(a * 1.3 + s)),
+                                          14000 + int(11000 * std::sin(a * 0.7)),
+                                          900 + int(600 * std::sin(a * 2.1))});
         }
         for (auto &r : emu::encodeStroke(kPid, stroke))
             out.push_back(r);
@@ -168,6 +184,12 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "ink_latency: run under umockdev-wrapper (the window opens an emulated tablet)\n");
         return 1;
     }
+    const bool dialog = argc > 1 && strcmp(argv[1], "--dialog") == 0;
+    if (dialog) {
+        kPid = kDisplayPid;
+        --argc;
+        ++argv;
+    }
     const int count = argc > 1 ? atoi(argv[1]) : 10000;
     const int rate = argc > 2 ? atoi(argv[2]) : 200;
     if (count < 1 || rate < 1) {
@@ -186,17 +208,16 @@ int main(int argc, char **argv)
     static char *qargv[] = {name, nullptr};
     ProbeApp app(qargc, qargv);
     auto *window = new MainWindow;
-    app.window = window;
-    app.box = window->findChild<drawWidget *>();
-    if (!app.box) {
-        // drawWidget is made without a parent and reparented by the layout.
-        for (QWidget *w : window->findChildren<QWidget *>())
-            if (qobject_cast<drawWidget *>(w))
-                app.box = w;
-    }
     window->show();
     PXSetReportTap(tap, nullptr);
     window->findChild<QPushButton *>("button_Open")->click();
+    // Pen events always hop to the interface thread as a queued call on the
+    // main window, which hands a display tablet's on to the dialog.
+    app.window = window;
+    if (dialog)
+        app.box = window->findChild<SignExtendDlg *>();
+    else
+        app.box = window->findChild<drawWidget *>();
     if (!hDev || !app.box) {
         std::fprintf(stderr, "ink_latency: the emulated tablet did not open\n");
         return 1;
@@ -264,9 +285,10 @@ int main(int argc, char **argv)
     }
     double loads[3] = {};
     getloadavg(loads, 3);
-    std::printf("ink_latency: %d reports at %d/s, KV-C1, %s, load average %.2f %.2f %.2f\n", count, rate,
+    std::printf("ink_latency: %d reports at %d/s, %s, %s, load average %.2f %.2f %.2f\n", count, rate,
+                dialog ? "KV-A1 into the signature dialog" : "KV-C1 into the main window",
                 qPrintable(QApplication::platformName()), loads[0], loads[1], loads[2]);
-    std::printf("paints of the picture box: %zu; process CPU %.3f s over %.1f s (%.1f us per report)\n",
+    std::printf("paints: %zu; process CPU %.3f s over %.1f s (%.1f us per report)\n",
                 g_paints.size(), cpu, wall, cpu * 1e6 / count);
     std::printf("%-26s %9s %9s %9s %9s\n", "us", "p50", "p99", "max", "mean");
     auto row = [](const char *label, const std::vector<double> &v) {
