@@ -70,7 +70,8 @@ void MainWindow::padEvent(const TOUCH_INFO &info)
         return;  // 48 (both keys) and the like
 
     // The stroke calls change the surface only inside the rectangle they
-    // give back, and nothing else changes it between pen events.
+    // give back, and nothing else changes it between pen events (the
+    // re-sign key aside, see m_bRepaintAll).
     QRect changed;
     if (info.state == 1 && m_nLastState == 0) {
         PXBeginStroke(m_hPen);  // the first point only opens the stroke
@@ -88,11 +89,18 @@ void MainWindow::padEvent(const TOUCH_INFO &info)
 
     memcpy(m_pImgBits, m_pSurface, size_t(m_nImgWidth) * m_nImgHeight * 4);
     // The picture box repaints what changed, or all of it when it gets the
-    // image first. The window around it paints nothing of its own and none
-    // of its other widgets changed, so repainting the whole window (the
+    // image first. Unless something else changed since the last pad event
+    // (m_bRepaintAll), the window around it paints nothing of its own and
+    // none of its other widgets changed, so repainting the whole window (the
     // buttons' scaled artwork, the list, the line edits: about 2 ms an
     // event) or the whole box would only put the same pixels back.
-    m_pDrawWidget->SetBackImg(m_pImage, changed);
+    if (m_bRepaintAll) {
+        m_pDrawWidget->SetBackImg(m_pImage);
+        update();
+        m_bRepaintAll = false;
+    } else {
+        m_pDrawWidget->SetBackImg(m_pImage, changed);
+    }
     // drawWidget has let go of an earlier Open's image now.
     delete m_pFormerImage;
     m_pFormerImage = nullptr;

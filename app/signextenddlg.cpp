@@ -131,6 +131,7 @@ void SignExtendDlg::receiveMsg(const TOUCH_INFO &info)
         m_pImage->fill(0xFFFFFF);
         PXClearSign();
         update();
+        m_bRepaintAll = true;
         m_bClearDown = true;  // a held pen clears once
     } else if (m_bClearDown && info.pressure == 0) {
         m_bClearDown = false;

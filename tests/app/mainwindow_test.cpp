@@ -380,6 +380,32 @@ TEST_F(Window, PadInkOnScreenAsAWholeRepaint)
     // And the black ink is on screen where the strokes cross, image (200, 125).
     const QPoint crossing = probe->box()->mapTo(window.get(), QPoint(200, 125));
     EXPECT_LT(qGray(shown.pixel(crossing)), 100);
+
+    // The re-sign key fills the image white, the engine its surface with the
+    // faint background: the next pen event changes every pixel of the
+    // image, and the screen must follow all of it.
+    for (const auto &r : emu::encodeKey(0x8420, emu::PadKey::Resign))
+        dev.push(r);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return probe->list().size() == 2; }, 10000));
+    QTest::qWait(100);  // the key's own repaint, before the pen comes back
+    emu::Stroke dash;
+    for (int px = 300; px <= 360; px += 10)
+        dash.samples.push_back(at(px, 600));
+    dev.pushPaced(emu::encodeStroke(0x8420, dash), std::chrono::microseconds(4000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !white(image, 340, 125) && probe->lastState() == 0; }, 10000));
+    QTest::qWait(100);
+    QCoreApplication::processEvents();
+    dev.waitPacedDone();
+    EXPECT_TRUE(white(image, 200, 125));
+    // Within the picture box: the list, which has a new line, is drawn
+    // differently on screen and by a grab whatever the window repaints.
+    const QRect box(probe->box()->mapTo(window.get(), QPoint(0, 0)), probe->box()->size());
+    const QImage shownAfter = QGuiApplication::primaryScreen()
+                                  ->grabWindow(window->winId())
+                                  .toImage()
+                                  .convertToFormat(QImage::Format_RGB32)
+                                  .copy(box);
+    EXPECT_TRUE(shownAfter == window->grab().toImage().convertToFormat(QImage::Format_RGB32).copy(box));
 }
 
 // The fingerprint button on KV-C5, a pad with a fingerprint mode. With a

@@ -98,9 +98,10 @@ int differsFromWholeRepaint(QWidget &dialog)
 // The dialog repaints only the rows a pen event drew into, and all of it
 // once after a (second) Open started the signature afresh. What it shows
 // must be, pixel for pixel, a repaint from scratch: two crossing strokes
-// written while the dialog runs, then a second Open (the image refilled
-// white without a repaint) and a short stroke elsewhere, which must bring
-// the whole refilled picture to the screen, the first strokes gone.
+// written while the dialog runs, a press on the clear area and a stroke,
+// then a second Open (the image refilled without a repaint) and a short
+// stroke elsewhere, which must bring the whole refilled picture to the
+// screen, the earlier strokes gone.
 TEST(SignExtendDlgOnTablet, InkOnScreenAsAWholeRepaint)
 {
     emu::Testbed bed;
@@ -138,6 +139,22 @@ TEST(SignExtendDlgOnTablet, InkOnScreenAsAWholeRepaint)
     ASSERT_TRUE(write(reports));
     // The strokes cross at x 325, y 280.
     ASSERT_TRUE(QTest::qWaitFor([&] { return inkNear(image, 325, 280) && WindowProbe::lastState(*dialog) == 0; }, 10000));
+    EXPECT_EQ(differsFromWholeRepaint(*dialog), 0);
+
+    // The clear area fills the image white and the engine's surface with the
+    // faint background: the next stroke's copy changes every pixel, and the
+    // screen must follow all of it.
+    emu::Stroke press;
+    press.samples.push_back(on(400, 575));
+    emu::Stroke tick;
+    for (int y = 100; y <= 160; y += 15)
+        tick.samples.push_back(on(150, y));
+    std::vector<emu::Bytes> clearThenTick = emu::encodeStroke(0x3102, press);
+    for (auto &r : emu::encodeStroke(0x3102, tick))
+        clearThenTick.push_back(r);
+    ASSERT_TRUE(write(clearThenTick));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return inkNear(image, 150, 140) && WindowProbe::lastState(*dialog) == 0; }, 10000));
+    ASSERT_FALSE(inkNear(image, 325, 280));
     EXPECT_EQ(differsFromWholeRepaint(*dialog), 0);
 
     probe.open();
