@@ -2,6 +2,8 @@
 
 #include <QPainter>
 
+#include "ink_rect.h"
+
 drawWidget::drawWidget(QWidget *)
     : QWidget(nullptr)
 {
@@ -12,6 +14,16 @@ void drawWidget::SetBackImg(QImage *image)
 {
     m_pImage = image;
     update();
+}
+
+void drawWidget::SetBackImg(QImage *image, const QRect &changed)
+{
+    if (image != m_pImage) {
+        SetBackImg(image);
+        return;
+    }
+    if (!changed.isEmpty())
+        update(inkRows(changed, width()));
 }
 
 void drawWidget::paintEvent(QPaintEvent *)

@@ -14,6 +14,10 @@ public:
     explicit drawWidget(QWidget *parent = nullptr);
 
     void SetBackImg(QImage *image);
+    // The same, for an image of which only `changed` may differ from what
+    // was painted: a new image is repainted whole, the one already shown
+    // only in the rows of `changed` (nothing for an empty rectangle).
+    void SetBackImg(QImage *image, const QRect &changed);
     // The image it paints, if any.
     QImage *BackImg() const { return m_pImage; }
 

@@ -261,6 +261,7 @@ void MainWindow::AddListTxt(char *text)
     m_model.insertRow(row);
     m_model.setItem(row, 0, new QStandardItem(QString::fromUtf8(text)));
     ui->listView->setCurrentIndex(m_model.index(row, 0));
+    m_bRepaintAll = true;
 }
 
 void MainWindow::paintEvent(QPaintEvent *)

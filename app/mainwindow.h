@@ -74,6 +74,11 @@ private:
     // first pen event hands drawWidget the current one.
     QImage *m_pFormerImage = nullptr;
     int m_nLastState = 0;
+    // Set when something other than a stroke changed what the window shows
+    // (a list line; the re-sign key's white fill, after which the next copy
+    // of the engine's faint background changes every pixel): the next pad
+    // event repaints the whole window, as every pad event once did.
+    bool m_bRepaintAll = false;
     int m_nImgWidth = 400;
     int m_nImgHeight = 250;
     QRect m_rcImage;

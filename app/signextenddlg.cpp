@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "ink_probe.h"
+#include "ink_rect.h"
 #include "ui_signextenddlg.h"
 
 extern int g_rect[4];
@@ -82,6 +84,7 @@ int SignExtendDlg::StartSign()
     memcpy(m_pImgBits, m_pSurface, bytes);
     m_bClearDown = false;
     m_nLastState = 0;
+    m_bRepaintAll = true;
     return 1;
 }
 
@@ -99,22 +102,36 @@ void SignExtendDlg::receiveMsg(const TOUCH_INFO &info)
         const QPoint local = mapFromGlobal(global);
         if (local.y() < 0)
             return;
-        if (info.state == 1 && m_nLastState == 0)
+        // Only a stroke call changes the surface, inside the rectangle it
+        // gives back; only those rows are repainted.
+        QRect changed;
+        if (info.state == 1 && m_nLastState == 0) {
             PXBeginStroke(m_hPen);
-        else if (info.state == 1)
+        } else if (info.state == 1) {
             PXStrokePoint(m_hPen, g_rect, float(local.x()), float(local.y()), info.pressure);
-        else if (info.state == 0 && m_nLastState == 1)
+            changed = inkRect(g_rect, m_nImgWidth, m_nImgHeight);
+        } else if (info.state == 0 && m_nLastState == 1) {
             PXEndStroke(m_hPen, g_rect);
+            changed = inkRect(g_rect, m_nImgWidth, m_nImgHeight);
+        }
+        SP_INK_MARK(kInkStrokeDone);
         memcpy(m_pImgBits, m_pSurface, size_t(m_nImgWidth) * m_nImgHeight * 4);
         m_nLastState = info.state;
         m_ptLast = local;
-        update();
+        if (m_bRepaintAll) {
+            update();
+            m_bRepaintAll = false;
+        } else if (!changed.isEmpty()) {
+            update(inkRows(changed, width()));
+        }
+        SP_INK_MARK(kInkCopyDone);
         return;
     }
     if (info.pressure > 0 && !m_bClearDown && m_rcClear.contains(global)) {
         m_pImage->fill(0xFFFFFF);
         PXClearSign();
         update();
+        m_bRepaintAll = true;
         m_bClearDown = true;  // a held pen clears once
     } else if (m_bClearDown && info.pressure == 0) {
         m_bClearDown = false;

@@ -60,5 +60,12 @@ private:
     int m_nLastState = 0;
     QPoint m_ptLast;  // stored, never read
     bool m_bClearDown = false;
+    // Set by StartSign, which refills the image without a repaint, and by
+    // the clear area, which fills the image white while the engine fills its
+    // surface with the background (alpha 0x1F), so that the next copy
+    // changes every pixel: the next pen event in the writing area repaints
+    // the whole dialog, as each one did before repaints were cut to the rows
+    // drawn into.
+    bool m_bRepaintAll = true;
     Ui::SignExtendDlg *ui;
 };

@@ -1,8 +1,10 @@
 // The main window as a real widget (offscreen), tablets from the emulator
 // through real libusb. Expected texts and pixels are worked out by hand from
 // the identity the emulated tablet gives and the window's mapping rule.
+#include <QScreen>
 #include <QTextLayout>
 #include <QFontMetrics>
+#include <atomic>
 #include <functional>
 #include <thread>
 
@@ -321,6 +323,89 @@ TEST_F(Window, SigningOnPad)
     EXPECT_TRUE(probe->list().isEmpty());
     EXPECT_GE(beh->count(Command::Start), 1);
     EXPECT_FALSE(dev.claimed());
+}
+
+// The window repaints only the part of the picture box a pen event drew
+// into. What it shows after a signature (the offscreen screen's copy of its
+// backing store) must be, pixel for pixel, what a repaint of the whole window
+// from scratch gives: any ink outside the repainted parts would be missing.
+// Two strokes cross each other, with the lifts, at a pen pace that lets the
+// window paint between events; a third crosses both steeply.
+TEST_F(Window, PadInkOnScreenAsAWholeRepaint)
+{
+    emu::Device &dev = plug(0x8420);
+    probe->open();
+    ASSERT_NE(probe->image(), nullptr);
+    std::vector<emu::Bytes> reports;
+    for (int stroke = 0; stroke < 3; ++stroke) {
+        emu::Stroke s;
+        for (int i = 0; i <= 40; ++i) {
+            int px = 40 + i * 8, dy = (stroke ? 60 - i * 3 : i * 3 - 60);
+            if (stroke == 2)
+                px = 180 + i, dy = i * 5 - 100;
+            s.samples.push_back({px * 6144 / 400, (125 + dy) * 8192 / 250 + 955, 300 + i * 20});
+        }
+        for (auto &r : emu::encodeStroke(0x8420, s))
+            reports.push_back(r);
+    }
+    // The window keeps running while the pen writes, so that it paints in
+    // between as it would for an operator.
+    std::atomic<bool> written{false};
+    std::thread pen([&] {
+        for (const auto &r : reports) {
+            dev.push(r);
+            std::this_thread::sleep_for(std::chrono::milliseconds(4));
+        }
+        written = true;
+    });
+    const bool done = QTest::qWaitFor([&] { return written.load(); }, 20000);
+    pen.join();
+    ASSERT_TRUE(done);
+    QImage &image = *probe->image();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !white(image, 200, 125) && probe->lastState() == 0; }, 10000));
+    QTest::qWait(100);  // the last repaint
+    QCoreApplication::processEvents();
+
+    const QImage shown =
+        QGuiApplication::primaryScreen()->grabWindow(window->winId()).toImage().convertToFormat(QImage::Format_RGB32);
+    const QImage whole = window->grab().toImage().convertToFormat(QImage::Format_RGB32);
+    ASSERT_EQ(shown.size(), whole.size());
+    int differing = 0;
+    QPoint first;
+    for (int y = 0; y < shown.height(); ++y)
+        for (int x = 0; x < shown.width(); ++x)
+            if (shown.pixel(x, y) != whole.pixel(x, y) && differing++ == 0)
+                first = QPoint(x, y);
+    EXPECT_EQ(differing, 0) << "first at " << first.x() << "," << first.y();
+    // And the black ink is on screen where the strokes cross, image (200, 125).
+    const QPoint crossing = probe->box()->mapTo(window.get(), QPoint(200, 125));
+    EXPECT_LT(qGray(shown.pixel(crossing)), 100);
+
+    // The re-sign key fills the image white, the engine its surface with the
+    // faint background: the next pen event changes every pixel of the
+    // image, and the screen must follow all of it.
+    for (const auto &r : emu::encodeKey(0x8420, emu::PadKey::Resign))
+        dev.push(r);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return probe->list().size() == 2; }, 10000));
+    QTest::qWait(100);  // the key's own repaint, before the pen comes back
+    emu::Stroke dash;
+    for (int px = 300; px <= 360; px += 10)
+        dash.samples.push_back(at(px, 600));
+    dev.pushPaced(emu::encodeStroke(0x8420, dash), std::chrono::microseconds(4000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !white(image, 340, 125) && probe->lastState() == 0; }, 10000));
+    QTest::qWait(100);
+    QCoreApplication::processEvents();
+    dev.waitPacedDone();
+    EXPECT_TRUE(white(image, 200, 125));
+    // Within the picture box: the list, which has a new line, is drawn
+    // differently on screen and by a grab whatever the window repaints.
+    const QRect box(probe->box()->mapTo(window.get(), QPoint(0, 0)), probe->box()->size());
+    const QImage shownAfter = QGuiApplication::primaryScreen()
+                                  ->grabWindow(window->winId())
+                                  .toImage()
+                                  .convertToFormat(QImage::Format_RGB32)
+                                  .copy(box);
+    EXPECT_TRUE(shownAfter == window->grab().toImage().convertToFormat(QImage::Format_RGB32).copy(box));
 }
 
 // The fingerprint button on KV-C5, a pad with a fingerprint mode. With a

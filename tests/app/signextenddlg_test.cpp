@@ -3,8 +3,11 @@
 // one-screen fallback (offscreen has one 800x600 screen) and the clear
 // area's once-per-press rule.
 #include <QDir>
+#include <QScreen>
 #include <QFile>
 #include <QTemporaryDir>
+#include <atomic>
+#include <thread>
 
 #include "emulator/tablet_protocol.h"
 #include "log/msglog.h"
@@ -72,6 +75,97 @@ TEST(SignExtendDlgOnTablet, ClearWipesTheInkForGood)
     for (int x : {150, 200, 250})
         EXPECT_FALSE(inkNear(image, x, 300)) << x;
     EXPECT_TRUE(allWhite(image));
+}
+
+// Pixels where the dialog as on screen (the offscreen screen's copy of its
+// backing store) differs from a repaint of it from scratch.
+int differsFromWholeRepaint(QWidget &dialog)
+{
+    QTest::qWait(100);  // the last repaint
+    QCoreApplication::processEvents();
+    const QImage shown =
+        QGuiApplication::primaryScreen()->grabWindow(dialog.winId()).toImage().convertToFormat(QImage::Format_RGB32);
+    const QImage whole = dialog.grab().toImage().convertToFormat(QImage::Format_RGB32);
+    if (shown.size() != whole.size())
+        return -1;
+    int differing = 0;
+    for (int y = 0; y < shown.height(); ++y)
+        for (int x = 0; x < shown.width(); ++x)
+            differing += shown.pixel(x, y) != whole.pixel(x, y);
+    return differing;
+}
+
+// The dialog repaints only the rows a pen event drew into, and all of it
+// once after a (second) Open started the signature afresh. What it shows
+// must be, pixel for pixel, a repaint from scratch: two crossing strokes
+// written while the dialog runs, a press on the clear area and a stroke,
+// then a second Open (the image refilled without a repaint) and a short
+// stroke elsewhere, which must bring the whole refilled picture to the
+// screen, the earlier strokes gone.
+TEST(SignExtendDlgOnTablet, InkOnScreenAsAWholeRepaint)
+{
+    emu::Testbed bed;
+    app();
+    auto beh = std::make_shared<emu::TabletBehaviour>(0x3102);
+    emu::Device &dev = bed.add(emu::DeviceSpec::tabletPid(0x3102), beh);
+    MainWindow window;
+    WindowProbe probe(window);
+    probe.open();
+    SignExtendDlg *dialog = probe.signDlg();
+    ASSERT_NE(dialog, nullptr);
+    QImage &image = *WindowProbe::image(*dialog);
+    auto write = [&](const std::vector<emu::Bytes> &reports) {
+        std::atomic<bool> written{false};
+        std::thread pen([&] {
+            for (const auto &r : reports) {
+                dev.push(r);
+                std::this_thread::sleep_for(std::chrono::milliseconds(4));
+            }
+            written = true;
+        });
+        const bool done = QTest::qWaitFor([&] { return written.load(); }, 20000);
+        pen.join();
+        return done;
+    };
+
+    std::vector<emu::Bytes> reports;
+    for (int stroke = 0; stroke < 2; ++stroke) {
+        emu::Stroke s;
+        for (int i = 0; i <= 30; ++i)
+            s.samples.push_back(on(100 + i * 15, stroke ? 400 - i * 8 : 160 + i * 8));
+        for (auto &r : emu::encodeStroke(0x3102, s))
+            reports.push_back(r);
+    }
+    ASSERT_TRUE(write(reports));
+    // The strokes cross at x 325, y 280.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return inkNear(image, 325, 280) && WindowProbe::lastState(*dialog) == 0; }, 10000));
+    EXPECT_EQ(differsFromWholeRepaint(*dialog), 0);
+
+    // The clear area fills the image white and the engine's surface with the
+    // faint background: the next stroke's copy changes every pixel, and the
+    // screen must follow all of it.
+    emu::Stroke press;
+    press.samples.push_back(on(400, 575));
+    emu::Stroke tick;
+    for (int y = 100; y <= 160; y += 15)
+        tick.samples.push_back(on(150, y));
+    std::vector<emu::Bytes> clearThenTick = emu::encodeStroke(0x3102, press);
+    for (auto &r : emu::encodeStroke(0x3102, tick))
+        clearThenTick.push_back(r);
+    ASSERT_TRUE(write(clearThenTick));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return inkNear(image, 150, 140) && WindowProbe::lastState(*dialog) == 0; }, 10000));
+    ASSERT_FALSE(inkNear(image, 325, 280));
+    EXPECT_EQ(differsFromWholeRepaint(*dialog), 0);
+
+    probe.open();
+    ASSERT_EQ(probe.signDlg(), dialog);
+    ASSERT_FALSE(inkNear(image, 325, 280));
+    emu::Stroke dash;
+    for (int x = 600; x <= 700; x += 20)
+        dash.samples.push_back(on(x, 100));
+    ASSERT_TRUE(write(emu::encodeStroke(0x3102, dash)));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return inkNear(image, 650, 100) && WindowProbe::lastState(*dialog) == 0; }, 10000));
+    EXPECT_EQ(differsFromWholeRepaint(*dialog), 0);
 }
 
 struct Walk {

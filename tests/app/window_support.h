@@ -22,6 +22,7 @@ public:
     QImage *image() { return w_.m_pImage; }
     unsigned int *surface() { return w_.m_pSurface; }
     SignExtendDlg *signDlg() { return w_.m_pSignDlg; }
+    QWidget *box() { return w_.m_pDrawWidget; }
     int lastState() { return w_.m_nLastState; }
     QStringList list()
     {
