@@ -102,7 +102,14 @@ TEST(OpenCloseRounds, HeapInUseDoesNotGrow)
                 // paints it meanwhile. Qt is not instrumented, so the image
                 // object is touched here, where the sanitizer sees a freed one.
                 QImage *shown = canvas->BackImg();
+                const QString failed = QString::fromUtf8("打开手写设备失败");
+                const int failures = probe.list().count(failed);
                 probe.open();
+                // The running reader may take the identity answer meant for
+                // this second Open, which then fails and closes the tablet, as
+                // the tablet layer does; one more Open starts afresh.
+                if (probe.list().count(failed) > failures)
+                    probe.open();
                 ASSERT_NE(probe.image(), shown);
                 ASSERT_EQ(canvas->BackImg(), shown);
                 if (shown) {
@@ -123,7 +130,7 @@ TEST(OpenCloseRounds, HeapInUseDoesNotGrow)
                 if (!seen)
                     pad.push(reports.back());
             }
-            ASSERT_TRUE(seen);
+            ASSERT_TRUE(seen) << "image given: " << (canvas->BackImg() == probe.image()) << ", last state " << probe.lastState();
             canvas->repaint();
             if (round % kFingerprintEvery == 0)
                 probe.fingerprint();
