@@ -60,12 +60,15 @@ private:
     int m_nLastState = 0;
     QPoint m_ptLast;  // stored, never read
     bool m_bClearDown = false;
-    // Set by StartSign, which refills the image without a repaint, and by
-    // the clear area, which fills the image white while the engine fills its
-    // surface with the background (alpha 0x1F), so that the next copy
-    // changes every pixel: the next pen event in the writing area repaints
-    // the whole dialog, as each one did before repaints were cut to the rows
-    // drawn into.
+    // Set where the image may differ from the surface, or the screen from
+    // the image, outside the rows of the next stroke call: by StartSign,
+    // which refills the image without a repaint, and by the clear area,
+    // which fills the image white while the engine fills its surface with
+    // the background (alpha 0x1F), or fills another engine's surface when
+    // this dialog's handle has gone stale. The next pen event in the writing
+    // area then copies the whole surface and repaints the whole dialog, as
+    // each one did before copies and repaints were cut to the rows drawn
+    // into.
     bool m_bRepaintAll = true;
     Ui::SignExtendDlg *ui;
 };

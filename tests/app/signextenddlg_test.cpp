@@ -168,6 +168,52 @@ TEST(SignExtendDlgOnTablet, InkOnScreenAsAWholeRepaint)
     EXPECT_EQ(differsFromWholeRepaint(*dialog), 0);
 }
 
+// The dialog copies only the rows a stroke call drew into, and the whole
+// surface after StartSign and the clear area. Whatever it copies, after each
+// pen event in the writing area its image must be the engine's surface byte
+// for byte (alpha included), as when every event copied all of it. Events go
+// straight to the slot, so each is checked on its own.
+TEST(SignExtendDlgOnTablet, ImageIsTheSurfaceAfterEachEvent)
+{
+    emu::Testbed bed;
+    app();
+    auto beh = std::make_shared<emu::TabletBehaviour>(0x3102);
+    bed.add(emu::DeviceSpec::tabletPid(0x3102), beh);
+    MainWindow window;
+    WindowProbe probe(window);
+    probe.open();
+    SignExtendDlg *dialog = probe.signDlg();
+    ASSERT_NE(dialog, nullptr);
+    auto pen = [](int x, int y, int state) {
+        const emu::StrokeSample u = on(x, y);
+        return TOUCH_INFO{u.x, u.y, state ? 0.6f : 0.0f, state, 0};
+    };
+    struct Step {
+        const char *what;
+        TOUCH_INFO event;
+        bool inWritingArea;
+    };
+    std::vector<Step> steps;
+    auto stroke = [&](int x0, int y0, int dx, int dy, int n) {
+        for (int i = 0; i <= n; ++i)
+            steps.push_back({"stroke", pen(x0 + i * dx, y0 + i * dy, 1), true});
+        steps.push_back({"pen-up", pen(x0 + n * dx, y0 + n * dy, 0), true});
+    };
+    stroke(100, 150, 12, 9, 20);                       // down and to the right
+    steps.push_back({"clear", pen(400, 575, 1), false});  // image white, surface faint white
+    steps.push_back({"lifted", pen(400, 575, 0), false});
+    steps.push_back({"hover after the clear", pen(200, 200, 0), true});
+    stroke(600, 500, -10, -14, 25);                    // up and to the left, tall rows
+    for (size_t i = 0; i < steps.size(); ++i) {
+        dialog->receiveMsg(steps[i].event);
+        if (!steps[i].inWritingArea)
+            continue;
+        const QImage &image = *WindowProbe::image(*dialog);
+        ASSERT_EQ(memcmp(image.constBits(), WindowProbe::surface(*dialog), size_t(image.sizeInBytes())), 0)
+            << "step " << i << ", " << steps[i].what;
+    }
+}
+
 struct Walk {
     const char *name;
     QVector<QRect> screens;

@@ -37,6 +37,7 @@ public:
 
     // The dialog's side.
     static QImage *image(SignExtendDlg &d) { return d.m_pImage; }
+    static unsigned int *surface(SignExtendDlg &d) { return d.m_pSurface; }
     static QRect screen(SignExtendDlg &d) { return d.m_rcScreen; }
     static int lastState(SignExtendDlg &d) { return d.m_nLastState; }
 
