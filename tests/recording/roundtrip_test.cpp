@@ -205,10 +205,10 @@ TEST(RecordingRoundTrip, EveryLayoutReplaysToTheSameEvents)
             hidrec::Error readError;
             ASSERT_TRUE(hidrec::readFile(file, &header, &events, &readError)) << readError.message();
             std::string warning;
-            const emu::DeviceSpec spec = hidrec::replaySpec(header, events, &warning);
+            const emu::DeviceSpec devSpec = hidrec::replaySpec(header, events, &warning);
             EXPECT_EQ(warning, "");
             emu::Testbed bed;
-            emu::Device &dev = bed.add(spec, std::make_shared<emu::TabletBehaviour>(layout.pid));
+            emu::Device &dev = bed.add(devSpec, std::make_shared<emu::TabletBehaviour>(layout.pid));
             ASSERT_EQ(OpenDevice(), 0);
             Touchcallback[0] = onTouch;
             std::atomic<int> done{-1};
