@@ -9,6 +9,8 @@
 #include <QStandardItemModel>
 #include <QTimer>
 #include <atomic>
+#include <deque>
+#include <mutex>
 
 #include "pen_handle.h"
 #include "drawwidget.h"
@@ -47,6 +49,7 @@ private slots:
     void on_button_Open_clicked();
     void on_button_Close_clicked();
     void on_button_CapFinger_clicked();
+    void takeTabletEvent();
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -91,6 +94,15 @@ private:
     Ui::MainWindow *ui = nullptr;
     // Counts Closes; pad events queued before a Close are dropped after it.
     std::atomic<int> m_nCloseCount{0};
+    // Events from the reader waiting for the interface thread, each with the
+    // Close count at its arrival. Guarded by a lock of ours rather than by
+    // Qt's event queue alone, so the thread checker sees the hand-over.
+    struct QueuedTouch {
+        TOUCH_INFO info;
+        int closes;
+    };
+    std::mutex m_eventsLock;
+    std::deque<QueuedTouch> m_events;
 };
 
 // The one window; set by its constructor, read by pen_event_listener.

@@ -24,14 +24,13 @@ void MainWindow::receiveMsg(const TOUCH_INFO &info)
     // Events still queued when a Close stops the reader are dropped, as the
     // stopped reader would not have delivered them.
     if (QThread::currentThread() != thread()) {
-        const int closes = m_nCloseCount.load();
-        QMetaObject::invokeMethod(
-            this,
-            [this, info, closes] {
-                if (closes == m_nCloseCount.load())
-                    receiveMsg(info);
-            },
-            Qt::QueuedConnection);
+        {
+            std::lock_guard<std::mutex> lock(m_eventsLock);
+            m_events.push_back({info, m_nCloseCount.load()});
+        }
+        // One queued call per event: each takes the oldest, so events keep
+        // their order among the interface thread's other work.
+        QMetaObject::invokeMethod(this, "takeTabletEvent", Qt::QueuedConnection);
         return;
     }
     if (m_devInfo.isPad == 0) {
@@ -40,6 +39,20 @@ void MainWindow::receiveMsg(const TOUCH_INFO &info)
     } else if (m_devInfo.isPad == 1) {
         padEvent(info);
     }
+}
+
+void MainWindow::takeTabletEvent()
+{
+    QueuedTouch e;
+    {
+        std::lock_guard<std::mutex> lock(m_eventsLock);
+        if (m_events.empty())
+            return;
+        e = m_events.front();
+        m_events.pop_front();
+    }
+    if (e.closes == m_nCloseCount.load())
+        receiveMsg(e.info);
 }
 
 namespace {
