@@ -50,6 +50,14 @@ static void LIBUSB_CALL read_callback(struct libusb_transfer *transfer)
         dev->cancelled = 1;
         return;
     }
+    // A close's cancel can reach the device just after the transfer
+    // completed: the cancel is then lost and the transfer comes back as
+    // completed. Resubmitting it then left the close waiting for a
+    // cancellation that never came.
+    if (dev->shutdown_thread) {
+        dev->cancelled = 1;
+        return;
+    }
     // Completed, timed out, stalled or any other status: keep listening.
     if (libusb_submit_transfer(transfer) != 0) {
         dev->shutdown_thread = 1;

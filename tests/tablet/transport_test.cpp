@@ -337,3 +337,21 @@ TEST_F(Bus, StringGetters)
     EXPECT_EQ(hid_get_indexed_string(dev, 9, text, 64), -1);
     hid_close(dev);
 }
+
+// A close while reports stream in must return: its cancel can reach the
+// device just as the read transfer completes, and the transfer must then not
+// be put back in flight.
+TEST_F(Bus, CloseWhileReportsStream)
+{
+    emu::Device &tablet = bed->add(emu::DeviceSpec::tabletPid(0x8421));
+    std::vector<emu::Bytes> stream(4000, emu::Bytes(8, 0x55));
+    for (int round = 0; round < 60; ++round) {
+        hid_device *dev = hid_open_path(pathOf(tablet).c_str());
+        ASSERT_NE(dev, nullptr);
+        tablet.pushPaced(stream, std::chrono::microseconds(20));
+        std::this_thread::sleep_for(std::chrono::microseconds(500 + 97 * round));
+        hid_close(dev);
+        EXPECT_FALSE(tablet.claimed());
+        tablet.waitPacedDone();
+    }
+}
