@@ -4,6 +4,8 @@
 // whose bits 16..25 are 38 and 551.
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "brush/PXPaintBaseJitter.h"
 #include "brush/PXTipFunction.h"
 #include "brush_test.h"
@@ -38,8 +40,7 @@ TEST(Jitter, PositionAndSizeDrawInOrder) {
         EXPECT_NEAR(x, c.x, 1e-4);
         EXPECT_NEAR(y, c.y, 1e-4);
         EXPECT_NEAR(r, c.r, 1e-4);
-        EXPECT_EQ(col.b, 10);
-        EXPECT_EQ(col.a, 40);
+        EXPECT_TRUE(col.b == 10 && col.a == 40);
         // Every draw moves the state; none means it stays at 0.
         EXPECT_EQ(PXPaintBrush::rand_state, brushtest::Steps(c.draws));
     }
@@ -82,10 +83,7 @@ TEST(Jitter, ColourRoundTrips) {
         float x = 0, y = 0, r = 3;
         PXPenPigment col = c.in;
         f.b.ApplyJitter(x, y, r, col);
-        EXPECT_EQ(col.r, c.r);
-        EXPECT_EQ(col.g, c.g);
-        EXPECT_EQ(col.b, c.b);
-        EXPECT_EQ(col.a, 9);
+        EXPECT_EQ(std::vector<int>({col.r, col.g, col.b, col.a}), std::vector<int>({c.r, c.g, c.b, 9}));
         EXPECT_EQ(PXPaintBrush::rand_state, 0x00269EC3u);
     }
     Fixture f;
@@ -111,10 +109,8 @@ TEST(Jitter, HueIntoEverySector) {
         float x = 0, y = 0, r = 3;
         PXPenPigment col{0, 0, 255, 7};
         f.b.ApplyJitter(x, y, r, col);
-        EXPECT_EQ(col.r, want[i][0]) << "sector " << i;
-        EXPECT_EQ(col.g, want[i][1]) << "sector " << i;
-        EXPECT_EQ(col.b, want[i][2]) << "sector " << i;
-        EXPECT_EQ(col.a, 7);
+        EXPECT_EQ(std::vector<int>({col.r, col.g, col.b, col.a}), std::vector<int>({want[i][0], want[i][1], want[i][2], 7}))
+            << "sector " << i;
     }
 }
 
