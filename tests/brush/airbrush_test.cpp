@@ -7,19 +7,12 @@
 #include "brush/PXAirbrush.h"
 #include "brush/PXInkPens.h"
 #include "brush/PXTipFunction.h"
+#include "brush_test.h"
 
 namespace {
 
-int Alpha(const PXSurface& s, int x, int y) { return s.pixels[y * s.stride + x].a; }
-
-void Preset(PXPaintBrush& b, float size, float min_size, float opacity, float min_opacity) {
-    b.size = size;
-    b.min_size = min_size;
-    b.opacity = opacity;
-    b.min_opacity = min_opacity;
-    b.spacing = 0.12f;
-    b.min_spacing = 0.0f;
-}
+using brushtest::Alpha;
+using brushtest::Preset;
 
 struct Px {
     int x, y, a;
@@ -29,7 +22,8 @@ struct Px {
 // Graffiti preset at pressure 0.5: D = 0.25 * 32 = 8, r = 4, S = 0.5 * 0.4 + 0.5 = 0.7.
 //   d = 0: 0.7 * 255 = 178.5; d = 9: 0.7 * sqrt(1 - 9/16) * 255 = 118.07;
 //   d = 16 (outer ring): (4.8 - 4) * 0.7 * 51 = 28.56; d = 25: outside 4.8^2.
-// Fountain preset at pressure 1: q = 0.5, D = 0.55 * 3, r = 0.825, S = 0.6.
+// Fountain preset at pressure 1: half reaches the nib, so even pressure 1
+// stays below size / 2: q = 0.5, D = (q + (1 - q) * 0.1) * 3, r = 0.825, S = 0.6.
 //   d = 0: 153.0; d = 1: (1.625 - 1) * 0.6 * 51 = 19.1; d = 2: 6.45; d = 4: outside.
 TEST(SoftDisc, HandWorkedAlphas) {
     struct Case { bool fountain; float pressure; float r; std::vector<Px> px; } cases[] = {
@@ -83,17 +77,6 @@ TEST(SoftDisc, StrengthPastIntRangeInksNothing) {
     EXPECT_EQ(b.new_pixels, 0);
 }
 
-// Fountain pen: half the pressure reaches the nib, so even pressure 1 stays
-// below size / 2 = 1.5: D = (q + (1 - q) * 0.1) * 3 with q = p / 2.
-TEST(FountainPen, NeverReachesFullSize) {
-    struct Row { float pressure, r; } rows[] = {{0.0f, 0.5f}, {0.5f, 0.5f}, {0.7f, 0.6225f}, {1.0f, 0.825f}};
-    PXSurface s(16, 16);
-    PXFountainPen pen(&s, new PXDullAntiAliasingTipFunction());
-    Preset(pen, 3.0f, 0.1f, 0.6f, 1.0f);
-    for (const Row& r : rows)
-        EXPECT_NEAR(pen.ApplyDab(8.0f, 8.0f, r.pressure), r.r, 1e-6) << r.pressure;
-}
-
 // The pen model: the pressure stored for a sample is g * g * input, with
 // f = 1 - |75 deg - a| * 0.8 / 3.1415925 inside -15..165 deg, and
 // f = 0.7 - e / 3.1415925 outside; g = (1 - f) * 6 / speed + f.
@@ -130,10 +113,6 @@ TEST(GraffitiAirbrush, PressureFromSpeedAndDirection) {
     }
 }
 
-}  // namespace
-
-namespace {
-
 // The soft disc as its rule states it, pixel by pixel over the whole
 // surface, with the integer accumulation: the reference for the lane code.
 void RuleSoftDab(PXSurface& s, const PXPaintBrush& b, float x, float y, float p) {
@@ -167,11 +146,7 @@ void RuleSoftDab(PXSurface& s, const PXPaintBrush& b, float x, float y, float p)
 // overlaps, two ink ceilings, ordinary and very strong opacities) must give
 // the rule's pixels.
 TEST(SoftDisc, LanesFollowTheRule) {
-    uint32_t seed = 11;
-    auto next = [&seed](float lo, float hi) {
-        seed = seed * 1664525u + 1013904223u;
-        return lo + (hi - lo) * (float)(seed >> 8) / 16777216.0f;
-    };
+    brushtest::Random next{11};
     for (float opacity_hi : {1.6f, 100.0f}) {
         PXSurface fast(41, 27), want(41, 27);
         PXGraffitiAirbrush brush(&fast, new PXFlatTipFunction());

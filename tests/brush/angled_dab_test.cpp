@@ -7,6 +7,7 @@
 
 #include "brush/PXPaintBaseJitterAngle.h"
 #include "brush/PXTipFunction.h"
+#include "brush_test.h"
 
 namespace {
 
@@ -29,12 +30,7 @@ struct Dab {
         b.spacing = 0.2f;
     }
     int A(int x, int y) const { return s.pixels[y * s.stride + x].a; }
-    std::vector<int> Alphas() const {
-        std::vector<int> v;
-        for (int i = 0; i < 16 * 16; ++i)
-            v.push_back(s.pixels[i].a);
-        return v;
-    }
+    std::vector<int> Alphas() const { return brushtest::Alphas(s); }
 };
 
 // Size 8 at pressure 1: E = 8, scale 8 / sqrt 8, half size trunc(-2.83) = -2,

@@ -7,15 +7,11 @@
 
 #include "brush/PXDryMedia.h"
 #include "brush/PXTipFunction.h"
+#include "brush_test.h"
 
 namespace {
 
-uint32_t Steps(int n) {
-    uint32_t s = 0;
-    for (int i = 0; i < n; ++i)
-        s = s * 214013u + 2531011u;
-    return s;
-}
+using brushtest::Steps;
 
 void Preset(PXPaintBrush& b, float size, float opacity, float gamma) {
     b.size = size;

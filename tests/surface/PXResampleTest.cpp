@@ -1,5 +1,5 @@
-// Filter functions and resamplers. Expected values are worked by hand from the
-// filter formulas and the tap and edge rules.
+// Resamplers and their filter functions. Expected values are worked by hand
+// from the filter formulas and the tap and edge rules.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,27 +10,6 @@
 #include "surface/PXResampler.h"
 
 namespace {
-
-using Filter = int (*)(float);
-
-TEST(ResampleFilters, ValuesAtStatedPoints)
-{
-    // The formulas by hand, times 128, truncated; the weights inside the
-    // supports are checked through the worked resampling cases below.
-    // Cubic at 1, first piece: 192 - 320 + 128; Catmull-Rom at 1, second
-    // piece: -64 + 320 - 512 + 256; B-spline 85.33, Mitchell 113.71 at 0;
-    // Lanczos3 at -1 is a zero of the sinc.
-    const std::tuple<Filter, float, int> cases[] = {
-        {PXDoResampler::BilinearX128, 1, 0}, {PXBilinearResampler::HermiteX128, 1, 0}, {PXCubicResampler::BiCubicInterpolatorX128, 1, 0},
-        {PXCubicResampler::BiCubicCatmullRomInterpolatorX128, 1, 0}, {PXCubicResampler::BiCubicInterpolatorX128, -2, 0},
-        {PXCubicResampler::BiCubicBSplineInterpolatorX128, 0, 85}, {PXCubicResampler::BiCubicMitchellInterpolatorX128, 0, 113},
-        {PXDoResampler::BiCubicBellInterpolatorX128, 0, 96}, {PXDoResampler::BiCubicBellInterpolatorX128, 1.5f, 0},
-        {PXDoResampler::Lanczos3FilterX128, 0, 128}, {PXDoResampler::Lanczos3FilterX128, 3, 0}, {PXDoResampler::Lanczos3FilterX128, -1, 0},
-        {PXDoResampler::Lanczos4FilterX128, 0, 128}, {PXDoResampler::Lanczos5FilterX128, 5, 0},
-    };
-    for (auto [f, t, want] : cases)
-        EXPECT_EQ(f(t), want) << "at " << t;
-}
 
 // A surface over its own vector, with a padded stride.
 struct Image {
@@ -150,17 +129,10 @@ TEST(Resample, NearestPicksByRoundedPosition)
         }
 }
 
-TEST(Resample, BilinearAtEqualSizeIsExactAndEmptyDestinationsAreLeftAlone)
+TEST(Resample, EmptyDestinationsAreLeftAlone)
 {
-    // r is 0, so every value comes back as v * 128 * 128 >> 14, the single-tap
-    // last row and column included.
-    std::mt19937 rng(7);
-    Image src(7, 5, 3), dst(7, 5, 1);
-    src.Randomise(rng);
-    PXSurface::Resample(&src.surface, &dst.surface, PXInterpolationMode(1));
-    for (int i = 0; i < 7 * 5 * 4; ++i)
-        ASSERT_EQ(dst.at(i / 4 % 7, i / 28, i % 4), src.at(i / 4 % 7, i / 28, i % 4));
-
+    Image src(3, 3);
+    FillWorked(src);
     std::vector<PXPixel> guard(4, PXPixel(1, 2, 3, 4));
     PXSurface noRows(2, 0, 2, guard.data(), true), noCols(0, 2, 2, guard.data(), true);
     for (int mode = 0; mode <= 10; ++mode) {
