@@ -116,6 +116,12 @@ void PXHandleDisplayReport(const unsigned char *b, int reportLen, int devType, T
     cachedpressure = raw;
 }
 
+// The pressure scale of display tablets, set by the pen layer with the pen size.
+void PXSetPenScale(float scale)
+{
+    g_fPenScale = scale;
+}
+
 // Start values of the decoding state of both families.
 void PXResetDecodeState(void)
 {

@@ -62,9 +62,10 @@ void dispatchMultiEvent(MULTITOUCH_INFO info);
 // the reader between reports.
 extern std::atomic<unsigned char> exit_flag;
 extern pthread_t ReaderThread_id;
-// Display tablets; PXPenSet writes it on the interface thread while the
-// reader reads it.
+// Display tablets; PXPenSet writes it on the interface thread (through
+// PXSetPenScale) while the reader reads it.
 extern std::atomic<float> g_fPenScale;
+void PXSetPenScale(float scale);
 extern float g_fPenSize;    // pads; nothing writes it
 // The latches below are atomic words: a second OpenDevice starts a second
 // reader over the same handle while the first still decodes, and the tests
@@ -142,6 +143,3 @@ int GetCustumID(hid_device *dev, unsigned short pid, unsigned char *out, int &le
 void PXDecodeIdentityPlain(const unsigned char *b, unsigned char out[11]);
 void PXDecodeIdentityScrambled(const unsigned char *b, unsigned char out[11]);
 
-// Command families of the pads, by product id.
-enum PXFamily { PX_FAMILY_NONE, PX_FAMILY_FEATURE3, PX_FAMILY_FEATURE8, PX_FAMILY_OUTPUT64 };
-PXFamily PXFamilyOf(unsigned short pid);
