@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "decode_state.h"
 #include "tablet/pxtablet.h"
 #include "commands_table.h"
 #include "log/writelog.h"

@@ -2,6 +2,7 @@
 // multi-touch report. Position and pressure leave here in device units.
 #include <cstring>
 
+#include "decode_state.h"
 #include "tablet/pxtablet.h"
 
 std::atomic<float> g_fPenScale{0.6f};
@@ -135,4 +136,24 @@ void PXResetDecodeState(void)
     cashedKey = 0;
     cashx = 0;
     cashy = 0;
+}
+
+void PXGetDecodeState(PXDecodeState *state)
+{
+    *state = {g_fPenScale, g_fPenSize, pressure, cachedpressure, cachedPoint,
+              bPenEnter, bOkBtn, cashedKey, cashx, cashy};
+}
+
+void PXSetDecodeState(const PXDecodeState *state)
+{
+    g_fPenScale = state->penScale;
+    g_fPenSize = state->penSize;
+    pressure = state->pressure;
+    cachedpressure = state->cachedpressure;
+    cachedPoint = state->cachedPoint;
+    bPenEnter = state->penEnter;
+    bOkBtn = state->okBtn;
+    cashedKey = state->cashedKey;
+    cashx = state->cashx;
+    cashy = state->cashy;
 }

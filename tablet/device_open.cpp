@@ -6,6 +6,7 @@
 #include <mutex>
 #include <vector>
 
+#include "decode_state.h"
 #include "tablet/pxtablet.h"
 #include "log/writelog.h"
 
