@@ -13,11 +13,9 @@
 #include "log/writelog.h"
 #include "pen/PXAbandon.h"
 #include "signextenddlg.h"
+#include "slateprobe/version.h"
 #include "ui_mainwindow.h"
 
-namespace {
-constexpr double kVersion = 1.51;
-}  // namespace
 
 MainWindow *g_signWnd = nullptr;
 int g_rect[4];
@@ -25,8 +23,7 @@ int g_rect[4];
 MainWindow::MainWindow(QWidget *parent)
     : QMainWindow(parent), m_szMin(-1, -1), ui(new Ui::MainWindow)
 {
-    char banner[64];
-    snprintf(banner, sizeof banner, "\n\t\t\t\tversion:%.2f", kVersion);
+    char banner[] = "\n\t\t\t\tversion:" SP_VERSION;
     WriteLog(banner, 0);
 
     ui->setupUi(this);
@@ -42,7 +39,7 @@ MainWindow::MainWindow(QWidget *parent)
     m_rcWindow = window;
     move(x, y);
 
-    setWindowTitle(QString::asprintf("塔维手写设备测试程序V%.2f", kVersion));
+    setWindowTitle(QString::fromUtf8("塔维手写设备测试程序V" SP_VERSION));
     g_signWnd = this;
 
     m_pDrawWidget = new drawWidget(this);

@@ -13,15 +13,10 @@ PenArea penAreaOf(const DEV_INFO_PX &row)
 {
     if (!row.isPad)
         return {row.minX, row.maxX, row.minY, row.maxY};
-    // The 8-byte pads report y inside a band of their raw range (beyond it
-    // lie the keys), counted from the band's start; the 64-byte pads put
-    // x 10206 and y past 6493 outside the writing area.
-    switch (row.pid) {
-    case 0x8420: return {row.minX, row.maxX, 0, 7237 - 955};
-    case 0x8421: return {row.minX, row.maxX, 0, 5616 - 624};
-    case 0x8816: return {row.minX, row.maxX, 0, 5311 - 1136};
-    default: return {0, 10206, 0, 6494};
-    }
+    // The pads report y inside their writing area, counted from its start
+    // (beyond it lie the keys); the 64-byte pads also put x at maxX outside.
+    const PXModelTraits &t = catalogueTraitsOfPid(row.pid);
+    return {row.minX, row.maxX, 0, t.yCeiling - t.yFloor};
 }
 
 double pressureShare(const DEV_INFO_PX &row, float pressure)

@@ -71,8 +71,7 @@ Exchange readIdentity(hid_device *dev, const DEV_INFO_PX &row, unsigned char out
         return sendFailed(dev) == Exchange::Gone ? Exchange::Gone : Exchange::NoAnswer;
     }
     const bool wide = PXFamilyOf(row.pid) == PX_FAMILY_OUTPUT64;
-    const Command &c = row.pid == 0x8420 ? kSerial3 : row.pid == 0x8421 ? kSerial8421
-                                                    : row.pid == 0x8816 ? kSerial8816 : kSerial64;
+    const Command &c = serialCommandOf(row.pid);
     for (int attempt = 0; attempt < 3; ++attempt) {
         if (sendCommand(dev, c, !wide) < 0)
             return sendFailed(dev);
@@ -107,7 +106,7 @@ bool hasMode(const DEV_INFO_PX &row, PadMode m)
 {
     if (!row.isPad)
         return false;
-    return m == PadMode::Sign || row.pid == 0x8420 || row.pid == 0x8807;
+    return m == PadMode::Sign || catalogueTraitsOfPid(row.pid).fprMode;
 }
 
 Exchange enterMode(hid_device *dev, uint16_t pid, PadMode m, int attempts, int *used)

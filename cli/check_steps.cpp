@@ -194,7 +194,7 @@ bool TabletCheck::identity()
     step.figures.push_back({"firmware", jsonString(result_->firmware)});
     // KV-B6 has no identity exchange: the window opens it with an empty
     // identity, and so does the check.
-    if (!row_.isPad && row_.devType == 5 && row_.pid != 0x8826) {
+    if (catalogueTraitsOfPid(row_.pid).identity == PX_IDENTITY_NONE) {
         end(step, Verdict::Pass, "no identity command on this model");
         return true;
     }

@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "exitcodes.h"
 #include "interrupt.h"
+#include "slateprobe/version.h"
 
 namespace {
 

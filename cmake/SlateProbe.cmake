@@ -62,3 +62,9 @@ function(sp_add_fuzzer)
     endif()
   endif()
 endfunction()
+
+# The program's version, from project(... VERSION): one generated header,
+# "slateprobe/version.h", for every target that links sp_version.
+configure_file(${CMAKE_CURRENT_LIST_DIR}/version.h.in ${PROJECT_BINARY_DIR}/generated/slateprobe/version.h @ONLY)
+add_library(sp_version INTERFACE)
+target_include_directories(sp_version INTERFACE ${PROJECT_BINARY_DIR}/generated)

@@ -34,15 +34,11 @@ WritingArea writingAreaOf(uint16_t pid)
         // 1280 x 800 screens): stay in the top 740 of 800.
         return {row.maxX, row.maxY * 740 / 800, 0, 2047};
     }
-    switch (pid) {
-    // 8-byte pads: Y counts only inside a window of the raw range; above
-    // and below it lie the keys.
-    case 0x8420: return {row.maxX, 7237 - 955, 955, 1024};
-    case 0x8421: return {row.maxX, 5616 - 624, 624, 1024};
-    case 0x8816: return {row.maxX, 5311 - 1136, 1136, 1024};
-    // 64-byte pads: X 10206 and Y past 6493 are outside the writing area.
-    default: return {10206, 6494, 0, 1024};
-    }
+    // Pads: Y counts only inside the writing area of the raw range (above
+    // and below it lie the keys on the 8-byte pads); the 64-byte pads' X
+    // stops before maxX.
+    const PXModelTraits &t = catalogueTraitsOfPid(pid);
+    return {row.maxX, t.yCeiling - t.yFloor, t.yFloor, 1024};
 }
 
 std::vector<emu::Stroke> placeSignature(uint16_t pid, const std::vector<Stroke> &signature)

@@ -6,6 +6,7 @@
 #include <QLibrary>
 #include <QPainter>
 
+#include "capture_state.h"
 #include "drivers.h"
 #include "fingerprint/capfingerdlg.h"
 #include "log/writelog.h"

@@ -5,6 +5,7 @@
 #include <QImage>
 #include <QTime>
 
+#include "capture_state.h"
 #include "drivers.h"
 #include "fingerprint/capfingerdlg.h"
 #include "log/writelog.h"

@@ -9,9 +9,22 @@ extern "C" {
 void* g_be = nullptr;
 unsigned int nBackColor = 0x1FFFFFFF;
 
+namespace {
+
+// Run by CloseDevice: the engine goes with the device.
+void releaseEngine(void) {
+    if (g_be) {
+        API_DestroyEngine(g_be);
+        g_be = nullptr;
+    }
+}
+
+}  // namespace
+
 void* PXPenSet(int width, int height, void* pixels, unsigned int color, int style, float size) {
     if (!hDev)
         return nullptr;
+    PXSetCloseHook(releaseEngine);
     // The new engine is made before the former one goes, so that it cannot
     // land at the former address: a window's stale handle must keep failing
     // the test against g_be. The former handle is dead from here on.
@@ -26,16 +39,17 @@ void* PXPenSet(int width, int height, void* pixels, unsigned int color, int styl
     API_FillSurface(g_be, 0x1FFFFFFF);
     API_SetPenStyle(g_be, style);
     API_SetPenSize(g_be, size);
+    // Display tablets scale pressure by the pen size; other sizes keep the scale.
     if (size == 1.0f)
-        g_fPenScale = 0.4f;
+        PXSetPenScale(0.4f);
     else if (size == 2.0f)
-        g_fPenScale = 0.55f;
+        PXSetPenScale(0.55f);
     else if (size == 3.0f)
-        g_fPenScale = 0.6f;
+        PXSetPenScale(0.6f);
     else if (size == 4.0f)
-        g_fPenScale = 0.7f;
+        PXSetPenScale(0.7f);
     else if (size == 5.0f)
-        g_fPenScale = 0.8f;
+        PXSetPenScale(0.8f);
     return g_be;
 }
 

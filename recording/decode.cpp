@@ -45,18 +45,12 @@ int captureMulti(MULTITOUCH_INFO mt)
 struct Decoder::Saved {
     TouchInfoCallBack touch[kCallbackSlots];
     MultiTouchInfoCallBack multi[kCallbackSlots];
-    float penScale, penSize;
-    int pressure, cachedpressure;
-    TOUCH_INFO cachedPoint;
-    unsigned char penEnter, okBtn;
-    int cashedKey;
-    float cashx, cashy;
+    PXDecodeState decoding;
 };
 
 Decoder::Decoder(uint16_t pid) : saved_(new Saved), row_(catalogueRowOfPid(pid))
 {
-    *saved_ = Saved{{}, {}, g_fPenScale, g_fPenSize, pressure, cachedpressure, cachedPoint,
-                    bPenEnter, bOkBtn, cashedKey, cashx, cashy};
+    PXGetDecodeState(&saved_->decoding);
     std::memcpy(saved_->touch, Touchcallback, sizeof saved_->touch);
     std::memcpy(saved_->multi, MultiTouchcallback, sizeof saved_->multi);
     PXResetDecodeState();
@@ -71,16 +65,7 @@ Decoder::~Decoder()
 {
     std::memcpy(Touchcallback, saved_->touch, sizeof saved_->touch);
     std::memcpy(MultiTouchcallback, saved_->multi, sizeof saved_->multi);
-    g_fPenScale = saved_->penScale;
-    g_fPenSize = saved_->penSize;
-    pressure = saved_->pressure;
-    cachedpressure = saved_->cachedpressure;
-    cachedPoint = saved_->cachedPoint;
-    bPenEnter = saved_->penEnter;
-    bOkBtn = saved_->okBtn;
-    cashedKey = saved_->cashedKey;
-    cashx = saved_->cashx;
-    cashy = saved_->cashy;
+    PXSetDecodeState(&saved_->decoding);
     delete saved_;
 }
 

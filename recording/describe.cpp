@@ -12,22 +12,6 @@ namespace hidrec {
 
 namespace {
 
-// The pads' decoding state, which Analize_TabletPacket reads and writes.
-struct PadState {
-    unsigned char penEnter, okBtn;
-    int key;
-    float x, y;
-
-    static PadState save() { return {bPenEnter, bOkBtn, cashedKey, cashx, cashy}; }
-    void restore() const
-    {
-        bPenEnter = penEnter;
-        bOkBtn = okBtn;
-        cashedKey = key;
-        cashx = x;
-        cashy = y;
-    }
-};
 
 std::string describePad(uint16_t pid, const uint8_t *bytes, size_t length)
 {
@@ -35,14 +19,21 @@ std::string describePad(uint16_t pid, const uint8_t *bytes, size_t length)
         return "ignored (" + std::to_string(length) + " bytes): all-zero event";
     // Decoded from the start state, with the reader's state put back after,
     // so describing a report changes nothing for the decoding of the next.
-    const PadState kept = PadState::save();
-    PadState{0, 0, 0, 0, 0}.restore();
+    PXDecodeState kept;
+    PXGetDecodeState(&kept);
+    // Only the pads' latches start afresh: Analize_TabletPacket reads and
+    // writes these.
+    PXDecodeState fresh = kept;
+    fresh.penEnter = fresh.okBtn = 0;
+    fresh.cashedKey = 0;
+    fresh.cashx = fresh.cashy = 0;
+    PXSetDecodeState(&fresh);
     unsigned char copy[64] = {};
     std::memcpy(copy, bytes, length);
     TOUCH_INFO t{};
     t.key = -1;  // no report yields this: it marks a record left alone
     Analize_TabletPacket(copy, int(length), pid, &t);
-    kept.restore();
+    PXSetDecodeState(&kept);
     if (t.key == -1) {
         // The reader then dispatches its previous event again.
         if (length == 8 && bytes[1] == 0xE0)

@@ -21,6 +21,26 @@ extern "C" const DEV_INFO_PX Dev_info_px[kTabletCatalogueRows] = {
     {64, 4, TAVREL, "KV-C5", kTavrelVendorId, 0x8807, 0, 0, 10206, 7422, 2048, 1},
 };
 
+// Row by row with Dev_info_px.
+const PXModelTraits Dev_traits_px[kTabletCatalogueRows] = {
+    {PX_FAMILY_NONE, PX_IDENTITY_CUSTOM, false, false, 0, 0},          // KV-A1
+    {PX_FAMILY_NONE, PX_IDENTITY_CUSTOM, false, false, 0, 0},          // KV-A2
+    {PX_FAMILY_NONE, PX_IDENTITY_CUSTOM, false, false, 0, 0},          // KV-A3
+    {PX_FAMILY_NONE, PX_IDENTITY_CUSTOM, false, false, 0, 0},          // KV-A4
+    {PX_FAMILY_NONE, PX_IDENTITY_CUSTOM, false, false, 0, 0},          // KV-A5
+    {PX_FAMILY_NONE, PX_IDENTITY_CUSTOM, false, false, 0, 0},          // KV-B1
+    {PX_FAMILY_NONE, PX_IDENTITY_CUSTOM, false, false, 0, 0},          // KV-B2
+    {PX_FAMILY_NONE, PX_IDENTITY_CUSTOM, false, false, 0, 0},          // KV-B3
+    {PX_FAMILY_NONE, PX_IDENTITY_CUSTOM, false, false, 0, 0},          // KV-B4
+    {PX_FAMILY_NONE, PX_IDENTITY_CUSTOM, false, false, 0, 0},          // KV-B5
+    {PX_FAMILY_NONE, PX_IDENTITY_NONE, false, false, 0, 0},            // KV-B6
+    {PX_FAMILY_FEATURE3, PX_IDENTITY_FEATURE3, true, false, 955, 7237},  // KV-C1
+    {PX_FAMILY_FEATURE8, PX_IDENTITY_FEATURE8, false, true, 624, 5616},  // KV-C2
+    {PX_FAMILY_FEATURE8, PX_IDENTITY_FEATURE22, false, false, 1136, 5311}, // KV-C3
+    {PX_FAMILY_OUTPUT64, PX_IDENTITY_OUTPUT64, false, false, 0, 6494},  // KV-C4
+    {PX_FAMILY_OUTPUT64, PX_IDENTITY_OUTPUT64, true, false, 0, 6494},   // KV-C5
+};
+
 int catalogueRowOfPid(uint16_t pid)
 {
     for (int row = 0; row < kTabletCatalogueRows; ++row) {
@@ -28,4 +48,16 @@ int catalogueRowOfPid(uint16_t pid)
             return row;
     }
     return -1;
+}
+
+const PXModelTraits &catalogueTraitsOfPid(uint16_t pid)
+{
+    static const PXModelTraits kNone = {PX_FAMILY_NONE, PX_IDENTITY_NONE, false, false, 0, 0};
+    const int row = catalogueRowOfPid(pid);
+    return row < 0 ? kNone : Dev_traits_px[row];
+}
+
+PXFamily PXFamilyOf(unsigned short pid)
+{
+    return catalogueTraitsOfPid(pid).family;
 }

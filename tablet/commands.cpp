@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "decode_state.h"
 #include "tablet/pxtablet.h"
 #include "commands_table.h"
 #include "log/writelog.h"
@@ -10,17 +11,6 @@
 pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_cond_t g_cond = PTHREAD_COND_INITIALIZER;
-
-PXFamily PXFamilyOf(unsigned short pid)
-{
-    if (pid == 0x8420)
-        return PX_FAMILY_FEATURE3;
-    if (pid == 0x8421 || pid == 0x8816)
-        return PX_FAMILY_FEATURE8;
-    if ((pid & 0xFFF7) == 0x8807)
-        return PX_FAMILY_OUTPUT64;
-    return PX_FAMILY_NONE;
-}
 
 namespace {
 
@@ -34,6 +24,13 @@ int sendFeature(hid_device *dev, const Command &c)
 int sendOutput(hid_device *dev, const Command &c)
 {
     return hid_write(dev, c.bytes, c.length);
+}
+
+// Family of a pad that has the fingerprint mode, else NONE.
+PXFamily fprFamily(unsigned short pid)
+{
+    const PXModelTraits &t = catalogueTraitsOfPid(pid);
+    return t.fprMode ? t.family : PX_FAMILY_NONE;
 }
 
 int replyLength(unsigned short pid)
@@ -118,9 +115,10 @@ int enterLogoMode(hid_device *dev, unsigned short pid)
 int enterFprMode(hid_device *dev, unsigned short pid)
 {
     int r = 0;
-    if (pid == 0x8420)
+    const PXFamily family = fprFamily(pid);
+    if (family == PX_FAMILY_FEATURE3)
         r = sendFeature(dev, kFpr3);
-    else if (pid == 0x8807)
+    else if (family == PX_FAMILY_OUTPUT64)
         r = sendOutput(dev, kFpr64);
     if (r == -1) {
         WriteLog("send start mode cmd fail\n", 0);
@@ -169,7 +167,8 @@ int PXStartMode(hid_device *dev, unsigned short pid)
 int PXFprMode(hid_device *dev, unsigned short pid)
 {
     WriteLog("PXFprMode", 0);
-    const int len = pid == 0x8807 ? 64 : 8;
+    const PXFamily family = fprFamily(pid);
+    const int len = family == PX_FAMILY_OUTPUT64 ? 64 : 8;
     unsigned char buf[64] = {};
     for (int attempt = 0; attempt < 3; ++attempt) {
         if (enterFprMode(dev, pid) < 0) {
@@ -177,9 +176,9 @@ int PXFprMode(hid_device *dev, unsigned short pid)
             return PX_ERR_NO_ANSWER;
         }
         hid_read_timeout(dev, buf, len, 1000);
-        if (pid == 0x8420 && memcmp(buf, kAckFpr3.bytes, kAckFpr3.length) == 0)
+        if (family == PX_FAMILY_FEATURE3 && memcmp(buf, kAckFpr3.bytes, kAckFpr3.length) == 0)
             return 0;
-        if (pid == 0x8807 && buf[1] == 0x0D)
+        if (family == PX_FAMILY_OUTPUT64 && buf[1] == 0x0D)
             return 0;
     }
     WriteLog("enter fpr mode no response", 0);

@@ -1,6 +1,8 @@
 // The pads' command reports byte for byte, byte 0 being the report id.
 #pragma once
 
+#include "tablet/catalogue.h"
+
 namespace pxcmd {
 
 struct Command {
@@ -50,6 +52,17 @@ inline const Command &signBlock64()
         return c;
     }();
     return block;
+}
+
+// The identity command of a pad (Output-64 for a pid outside the pads).
+inline const Command &serialCommandOf(unsigned short pid)
+{
+    switch (catalogueTraitsOfPid(pid).identity) {
+    case PX_IDENTITY_FEATURE3: return kSerial3;
+    case PX_IDENTITY_FEATURE8: return kSerial8421;
+    case PX_IDENTITY_FEATURE22: return kSerial8816;
+    default: return kSerial64;
+    }
 }
 
 }  // namespace pxcmd

@@ -2,6 +2,7 @@
 // multi-touch report. Position and pressure leave here in device units.
 #include <cstring>
 
+#include "decode_state.h"
 #include "tablet/pxtablet.h"
 
 std::atomic<float> g_fPenScale{0.6f};
@@ -116,6 +117,12 @@ void PXHandleDisplayReport(const unsigned char *b, int reportLen, int devType, T
     cachedpressure = raw;
 }
 
+// The pressure scale of display tablets, set by the pen layer with the pen size.
+void PXSetPenScale(float scale)
+{
+    g_fPenScale = scale;
+}
+
 // Start values of the decoding state of both families.
 void PXResetDecodeState(void)
 {
@@ -129,4 +136,24 @@ void PXResetDecodeState(void)
     cashedKey = 0;
     cashx = 0;
     cashy = 0;
+}
+
+void PXGetDecodeState(PXDecodeState *state)
+{
+    *state = {g_fPenScale, g_fPenSize, pressure, cachedpressure, cachedPoint,
+              bPenEnter, bOkBtn, cashedKey, cashx, cashy};
+}
+
+void PXSetDecodeState(const PXDecodeState *state)
+{
+    g_fPenScale = state->penScale;
+    g_fPenSize = state->penSize;
+    pressure = state->pressure;
+    cachedpressure = state->cachedpressure;
+    cachedPoint = state->cachedPoint;
+    bPenEnter = state->penEnter;
+    bOkBtn = state->okBtn;
+    cashedKey = state->cashedKey;
+    cashx = state->cashx;
+    cashy = state->cashy;
 }

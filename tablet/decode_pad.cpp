@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "decode_state.h"
 #include "tablet/pxtablet.h"
 #include "log/writelog.h"
 
@@ -34,19 +35,30 @@ struct YWindow {
     int height;
 };
 
-// Valid Y band of each 8-byte pad; beyond it lies the key area.
-YWindow yWindowOf(unsigned short pid)
+// Valid Y band of each 8-byte pad; beyond it lies the key area. None for
+// other pids.
+YWindow yWindowOf(const PXModelTraits &t)
 {
-    switch (pid) {
-    case 0x8420: return {955, 7237, 6282};
-    case 0x8421: return {624, 5616, 4992};
-    case 0x8816: return {1136, 5311, 4175};
-    default: return {0, 0, 0};
+    if (t.family != PX_FAMILY_FEATURE3 && t.family != PX_FAMILY_FEATURE8)
+        return {0, 0, 0};
+    return {t.yFloor, t.yCeiling, t.yCeiling - t.yFloor};
+}
+
+// The 64-byte pads' writing area: X below the row's maxX, Y below the
+// area's ceiling. Other pids take the area of the first 64-byte pad.
+bool outside64(unsigned short pid, int x, int y)
+{
+    int row = catalogueRowOfPid(pid);
+    if (row < 0 || Dev_traits_px[row].family != PX_FAMILY_OUTPUT64) {
+        row = 0;
+        while (Dev_traits_px[row].family != PX_FAMILY_OUTPUT64)
+            ++row;
     }
+    return x == Dev_info_px[row].maxX || y >= Dev_traits_px[row].yCeiling;
 }
 
 // Returns false when the report leaves the caller's record alone.
-bool decode64(const unsigned char *b, TOUCH_INFO &t)
+bool decode64(const unsigned char *b, unsigned short pid, TOUCH_INFO &t)
 {
     const int x = (b[2] << 7) | (b[3] & 0x7F);
     const int y = (b[4] << 7) | (b[5] & 0x7F);
@@ -56,7 +68,7 @@ bool decode64(const unsigned char *b, TOUCH_INFO &t)
         const int raw = (b[6] << 7) | b[7];
         t.x = x;
         t.y = y;
-        if (x == 10206 || y > 6493) {
+        if (outside64(pid, x, y)) {
             // Outside the writing area.
             t.pressure = 0;
             t.state = 0;
@@ -108,6 +120,7 @@ bool decode64(const unsigned char *b, TOUCH_INFO &t)
 bool decode8(const unsigned char *b, unsigned short pid, TOUCH_INFO &t)
 {
     const unsigned char s = b[1];
+    const PXModelTraits &traits = catalogueTraitsOfPid(pid);
     if (s == 0xE0) {
         if (cashedKey != 1)
             return false;
@@ -123,11 +136,11 @@ bool decode8(const unsigned char *b, unsigned short pid, TOUCH_INFO &t)
         int raw = b[6] | (b[7] << 8);
         int x = a;
         int y = w;
-        if (pid == 0x8421) {
+        if (traits.turned) {
             x = w;
-            y = 6240 - a;
+            y = Dev_info_px[catalogueRowOfPid(pid)].maxY - a;
         }
-        const YWindow win = yWindowOf(pid);
+        const YWindow win = yWindowOf(traits);
         if (y > win.floor && y < win.ceiling) {
             y -= win.floor;
         } else if (y <= win.floor) {
@@ -155,7 +168,8 @@ bool decode8(const unsigned char *b, unsigned short pid, TOUCH_INFO &t)
         cashy = static_cast<float>(y);
         return true;
     }
-    if (pid == 0x8420) {
+    const PXFamily family = traits.family;
+    if (family == PX_FAMILY_FEATURE3) {
         if (b[0] == 2 && s == 0x55) {
             if (b[2] == 5 && b[4] == 0x70 && b[5] == 0xFF && b[6] == 0xFF && b[7] == 0xFF &&
                 (b[3] == 0x11 || b[3] == 0x22))
@@ -170,7 +184,7 @@ bool decode8(const unsigned char *b, unsigned short pid, TOUCH_INFO &t)
                 }
             }
         }
-    } else if (pid == 0x8421 || pid == 0x8816) {
+    } else if (family == PX_FAMILY_FEATURE8) {
         if (s == 3) {
             if (b[7] == 5)
                 pthread_cond_signal(&g_cond);
@@ -204,7 +218,7 @@ void Analize_TabletPacket(unsigned char *report, int length, unsigned short pid,
     bool write = true;
     if (length == 64) {
         memcpy(buf, report, 64);
-        write = decode64(buf, t);
+        write = decode64(buf, pid, t);
     } else if (length == 8) {
         memcpy(buf, report, 8);
         write = decode8(buf, pid, t);

@@ -1,16 +1,22 @@
 // Open and close of the selected tablet and the pads' mode switch.
+#include <string.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <mutex>
 #include <vector>
 
+#include "decode_state.h"
 #include "tablet/pxtablet.h"
 #include "log/writelog.h"
-#include "pen/PX_PEN_API.h"
 
 unsigned char g_EnableMouse = 0;
 
 namespace {
+
+// Set from the interface thread, run from CloseDevice, which may run on the
+// reader thread (a callback closing on the OK key).
+std::atomic<PXCloseHook> g_closeHook{nullptr};
 
 // Readers started and not joined yet. A reader that finds its tablet gone,
 // or that is stopped from one of its own callbacks, cannot join itself; left
@@ -88,6 +94,18 @@ int failOpen(int code)
 
 }  // namespace
 
+// GetDeviceInfo copies manufacturer..isPad as one block: both records must
+// lay these fields out alike.
+static_assert(offsetof(DEVICE_INFO, isPad) - offsetof(DEVICE_INFO, manufacturer) ==
+                  offsetof(DEV_INFO_PX, isPad) - offsetof(DEV_INFO_PX, manufacturer),
+              "DEVICE_INFO must mirror the catalogue row");
+static_assert(offsetof(DEVICE_INFO, minX) - offsetof(DEVICE_INFO, manufacturer) ==
+                  offsetof(DEV_INFO_PX, minX) - offsetof(DEV_INFO_PX, manufacturer),
+              "DEVICE_INFO must mirror the catalogue row");
+
+static const size_t kRowCopyBytes =
+    offsetof(DEV_INFO_PX, isPad) + sizeof(int32_t) - offsetof(DEV_INFO_PX, manufacturer);
+
 // Opens the selected (or first found) tablet: transport, identity, sign mode
 // for pads, then the reader thread. 0 or a result code.
 int OpenDevice(void)
@@ -110,7 +128,7 @@ int OpenDevice(void)
     if (row.isPad == 1) {
         if (getSerial(hDev, row.pid, g_bSerial, g_nSerial) != 0)
             return failOpen(PX_ERR_NO_ANSWER);
-    } else if (row.devType == 6 || row.devType == 8 || row.pid == 0x8826) {
+    } else if (catalogueTraitsOfPid(row.pid).identity == PX_IDENTITY_CUSTOM) {
         // A display tablet without a readable identity opens all the same,
         // with an empty serial.
         GetCustumID(hDev, row.pid, g_bSerial, g_nSerial);
@@ -124,6 +142,32 @@ int OpenDevice(void)
         g_readers.push_back(ReaderThread_id);
     }
     usleep(1000);
+    return 0;
+}
+
+int GetDeviceInfo(struct DEVICE_INFO *info)
+{
+    WriteLog("@@@@@@@@@[GetDeviceInfo]", g_uDevinfo_index);
+    if (g_uDevinfo_index == -1) {
+        if (hDev != nullptr)
+            return 1;
+        // Nothing selected: open on demand. With a null info the device
+        // stays open and the caller still gets 1.
+        int result = OpenDevice();
+        if (result != 0)
+            return result;
+        if (info == nullptr || g_uDevinfo_index == -1)
+            return 1;
+    }
+    if (info == nullptr)
+        return 1;
+
+    // The version's four bytes with its NUL; the rest of the field is the
+    // caller's.
+    memcpy(info->version, PX_API_VERSION, sizeof PX_API_VERSION);
+    memcpy(info->manufacturer, Dev_info_px[g_uDevinfo_index].manufacturer, kRowCopyBytes);
+    memcpy(info->serial, g_bSerial, (size_t)g_nSerial);
+    memcpy(info->firmware, g_cFirmWareVersion, sizeof info->firmware);
     return 0;
 }
 
@@ -166,12 +210,15 @@ int CloseDevice(void)
     hid_exit();
     g_bHidInit = 0;
     // The pen engine goes with the device; a window's handle is stale from here.
-    if (g_be) {
-        API_DestroyEngine(g_be);
-        g_be = nullptr;
-    }
+    if (PXCloseHook hook = g_closeHook.load())
+        hook();
     WriteLog("~~~~~~~~[CloseDevice]\n", 0);
     return result;
+}
+
+void PXSetCloseHook(PXCloseHook hook)
+{
+    g_closeHook = hook;
 }
 
 // Switches KV-C1 and KV-C5 between sign (1), fingerprint (2) and start (3)
@@ -182,7 +229,7 @@ int SetMode(int mode)
     if (g_uDevinfo_index == -1 && GetDeviceStatus() != 0)
         return PX_ERR_NO_DEVICE;
     const unsigned short pid = selectedRow().pid;
-    if (pid != 0x8420 && pid != 0x8807)
+    if (!catalogueTraitsOfPid(pid).fprMode)
         return 0;
     if (!hDev) {
         int r = openTransport();

@@ -65,17 +65,14 @@ int getSerial(hid_device *dev, unsigned short pid, unsigned char *out, int &len)
     const bool wide = PXFamilyOf(pid) == PX_FAMILY_OUTPUT64;
     unsigned char buf[64] = {};
     for (int attempt = 0; attempt < 3; ++attempt) {
+        const Command &c = serialCommandOf(pid);
         int r;
-        if (pid == 0x8420) {
-            r = hid_send_feature_report(dev, kSerial3.bytes, kSerial3.length);
-            if (r == -1)
-                WriteLog("set cmd fail", r);
-        } else if (pid == 0x8421) {
-            r = hid_send_feature_report(dev, kSerial8421.bytes, kSerial8421.length);
-        } else if (pid == 0x8816) {
-            r = hid_send_feature_report(dev, kSerial8816.bytes, kSerial8816.length);
+        if (c.length == 64) {
+            r = hid_write(dev, c.bytes, c.length);
         } else {
-            r = hid_write(dev, kSerial64.bytes, kSerial64.length);
+            r = hid_send_feature_report(dev, c.bytes, c.length);
+            if (r == -1 && c.length == 3)
+                WriteLog("set cmd fail", r);
         }
         if (r == -1) {
             WriteLog("send gedit cmd fail\n", 0);

@@ -182,10 +182,14 @@ TEST(RecordingDescribe, OneReportInWords)
     // (0xc0<<2)|(0x80>>6) = 770 -> 770/2048*0.6 = 0.2256, contact above 42.
     const uint8_t a2[10] = {0x02, 0xa0, 0x01, 0x02, 0x03, 0x04, 0xc0, 0x80, 0, 0};
     const uint8_t leave[10] = {0x02, 0x80, 0, 0, 0, 0, 0, 0, 0, 0};
-    cashedKey = 1;  // the reader's state is not the description's
+    PXDecodeState reader;
+    PXGetDecodeState(&reader);
+    reader.cashedKey = 1;  // the reader's state is not the description's
+    PXSetDecodeState(&reader);
     EXPECT_EQ(hidrec::describe(0x8420, c1, 8), "x=4112 y=3141 pressure=0.3000 state=1 key=0");
     EXPECT_EQ(hidrec::describe(0x8420, lift, 8), "pen lifted");
-    EXPECT_EQ(cashedKey, 1);
+    PXGetDecodeState(&reader);
+    EXPECT_EQ(reader.cashedKey, 1);
     EXPECT_EQ(hidrec::describe(0x3102, a2, 10), "x=258 y=772 pressure=0.2256 state=1 key=0");
     EXPECT_EQ(hidrec::describe(0x3102, leave, 10), "pen leaves");
     EXPECT_EQ(hidrec::describe(0x3102, a2, 8), "ignored (8 bytes)");

@@ -15,6 +15,13 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 const TOUCH_INFO kUntouched = {-7, -7, -7.0f, -7, -7};
 
+PXDecodeState decodeState()
+{
+    PXDecodeState s;
+    PXGetDecodeState(&s);
+    return s;
+}
+
 TOUCH_INFO pad(Bytes r, unsigned short pid, int len = -1)
 {
     TOUCH_INFO out = kUntouched;
@@ -73,7 +80,7 @@ TEST(DecodePad, SampleRules)
         SCOPED_TRACE(c.what);
         PXResetDecodeState();
         expectTouch(pad(c.report, c.pid), c.want);
-        EXPECT_EQ(cashedKey, c.want.state);
+        EXPECT_EQ(decodeState().cashedKey, c.want.state);
     }
 }
 
@@ -90,9 +97,9 @@ TEST(DecodePad, LatchesAndLifts)
     PXResetDecodeState();
     pad(pad64(1, 1000, 2000, 700), 0x8807);
     expectTouch(pad(pad64(0, 1000, 2000), 0x8807), {1000, 2000, 0.0f, 0, 0});
-    EXPECT_EQ(bPenEnter, 1);
+    EXPECT_EQ(decodeState().penEnter, 1);
     pad(pad64(0), 0x8807);
-    EXPECT_EQ(bPenEnter, 0);
+    EXPECT_EQ(decodeState().penEnter, 0);
 
     // The OK latch: the first report leaves the record, the second is the key;
     // a mode acknowledgement (9 or 12) in between restarts it.
@@ -154,8 +161,8 @@ TEST_F(DecodeDisplay, DropsAndLeaves)
     // X 0x900 with pressure, yet bytes 2..5 are zero: dropped in the wide layout too
     feed({2, 0, 0, 0, 0, 0, 9, 0, 0, 0x40}, 20);
     EXPECT_EQ(g_events.size(), 1u);
-    EXPECT_EQ(cachedPoint.x, 100);
-    EXPECT_EQ(cachedpressure, 500);
+    EXPECT_EQ(decodeState().cachedPoint.x, 100);
+    EXPECT_EQ(decodeState().cachedpressure, 500);
 
     feed(kLeave);
     feed(kLeave);  // already closed: nothing

@@ -88,16 +88,12 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 };
 
-// Shared by the dialog, the worker and the loaders; plain variables.
-extern CapFingerDlg *g_FprDlg;
-extern void *g_FprHandle;          // AraTrustFinger device handle
-extern int g_nFprCannel;           // ID_FprCap channel, -1 at first
+// The capture's results, which the window and the tests look at; the rest
+// of the capture state is the folder's own (capture_state.h).
 extern QImage *Fprimg;             // the finished image
 // Held while Fprimg is created or filled (worker), drawn or deleted (dialog),
 // and by anyone else who looks at it while a worker may run: a new capture
 // can drop the picture while a running worker is still building it.
 extern std::mutex g_FprImgLock;
-extern int g_nImgWidth;
-extern int g_nImgHeight;
 extern unsigned char *g_pFPBmpData;  // best bitmap frame so far (malloc)
 extern unsigned char *g_pFPRawData;  // best raw frame so far (malloc)

@@ -81,6 +81,12 @@ int OpenDevice(void);
 int CloseDevice(void);
 int SetMode(int mode);
 
+// Run by CloseDevice after the device is released. The pen layer sets it
+// when it makes an engine, so that the engine goes with the device without
+// this layer knowing the pen layer. Null: nothing to run.
+typedef void (*PXCloseHook)(void);
+void PXSetCloseHook(PXCloseHook hook);
+
 #ifdef __cplusplus
 }
 #endif

@@ -62,23 +62,30 @@ void dispatchMultiEvent(MULTITOUCH_INFO info);
 // the reader between reports.
 extern std::atomic<unsigned char> exit_flag;
 extern pthread_t ReaderThread_id;
-// Display tablets; PXPenSet writes it on the interface thread while the
-// reader reads it.
+// Display tablets; PXPenSet writes it on the interface thread (through
+// PXSetPenScale) while the reader reads it.
 extern std::atomic<float> g_fPenScale;
+void PXSetPenScale(float scale);
 extern float g_fPenSize;    // pads; nothing writes it
-// The latches below are atomic words: a second OpenDevice starts a second
-// reader over the same handle while the first still decodes, and the tests
-// reset them from their own thread. cachedPoint is only read by the reader
-// that wrote it.
-extern std::atomic<int> pressure;
-extern std::atomic<int> cachedpressure;
-extern TOUCH_INFO cachedPoint;
-extern std::atomic<unsigned char> bPenEnter;
-extern std::atomic<unsigned char> bOkBtn;
-extern std::atomic<int> cashedKey;
-extern std::atomic<float> cashx;
-extern std::atomic<float> cashy;
-extern unsigned char g_EnableMouse;
+
+// The decoding state of both families as one value: the pressure scales,
+// the display tablets' last pressure and point, and the pads' latches. For
+// tools that decode beside the reader (a recording's decoder) and put the
+// state back after; the reader's own words stay inside the layer.
+struct PXDecodeState {
+    float penScale;            // g_fPenScale
+    float penSize;             // g_fPenSize
+    int pressure;              // display tablets: last raw pressure
+    int cachedpressure;
+    TOUCH_INFO cachedPoint;    // display tablets: last dispatched point
+    unsigned char penEnter;    // 64-byte pads: pen in range
+    unsigned char okBtn;       // 64-byte pads: first OK report seen
+    int cashedKey;             // pads: state of the last sample
+    float cashx;               // pads: position of the last sample
+    float cashy;
+};
+void PXGetDecodeState(struct PXDecodeState *state);
+void PXSetDecodeState(const struct PXDecodeState *state);
 
 // Decodes one signature-pad report (8 or 64 bytes) into out; some reports
 // leave out as it was.
@@ -110,10 +117,6 @@ void PXSetReportTap(PXReportTap tap, void *context);
 void *reader_loop(void *arg);
 
 // ---- pad commands --------------------------------------------------------
-extern pthread_mutex_t mutex;
-extern pthread_mutex_t g_mutex;
-extern pthread_cond_t g_cond;
-
 int enterSignMode(hid_device *dev, unsigned short pid);
 int enterLogoMode(hid_device *dev, unsigned short pid);
 int enterFprMode(hid_device *dev, unsigned short pid);
@@ -124,8 +127,6 @@ int PXStartMode(hid_device *dev, unsigned short pid);
 int PXFprMode(hid_device *dev, unsigned short pid);
 int PXInit(hid_device *dev, unsigned short pid);
 int PXClose(hid_device *dev, unsigned short pid);
-int initmutex(void);
-int destorymutex(void);
 
 // ---- identity ------------------------------------------------------------
 int PX_SetFeature(hid_device *dev, unsigned char *data, int len);
@@ -142,6 +143,3 @@ int GetCustumID(hid_device *dev, unsigned short pid, unsigned char *out, int &le
 void PXDecodeIdentityPlain(const unsigned char *b, unsigned char out[11]);
 void PXDecodeIdentityScrambled(const unsigned char *b, unsigned char out[11]);
 
-// Command families of the pads, by product id.
-enum PXFamily { PX_FAMILY_NONE, PX_FAMILY_FEATURE3, PX_FAMILY_FEATURE8, PX_FAMILY_OUTPUT64 };
-PXFamily PXFamilyOf(unsigned short pid);
