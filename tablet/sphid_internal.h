@@ -36,7 +36,7 @@ struct hid_device_ {
     // and read by both: atomic. (The handle comes zeroed from calloc, which
     // is a valid zero for it.)
     std::atomic<int> shutdown_thread;
-    int cancelled;                 // read thread only: libusb waits on it
+    int cancelled;                 // set by the read callback, atomically; libusb waits on it
     struct libusb_transfer *transfer;
     struct input_report *input_reports;
 };

@@ -11,6 +11,13 @@
 static const int kQueueHopLimit = 30;
 static const unsigned kReadTransferTimeoutMs = 4000;
 
+// The callback runs on whichever thread handles libusb's events: the read
+// thread, or a thread inside a synchronous control transfer.
+static void mark_cancelled(hid_device *dev)
+{
+    __atomic_store_n(&dev->cancelled, 1, __ATOMIC_RELEASE);
+}
+
 static void LIBUSB_CALL read_callback(struct libusb_transfer *transfer)
 {
     hid_device *dev = static_cast<hid_device *>(transfer->user_data);
@@ -47,7 +54,7 @@ static void LIBUSB_CALL read_callback(struct libusb_transfer *transfer)
     } else if (transfer->status == LIBUSB_TRANSFER_CANCELLED ||
                transfer->status == LIBUSB_TRANSFER_NO_DEVICE) {
         dev->shutdown_thread = 1;
-        dev->cancelled = 1;
+        mark_cancelled(dev);
         return;
     }
     // A close's cancel can reach the device just after the transfer
@@ -55,13 +62,13 @@ static void LIBUSB_CALL read_callback(struct libusb_transfer *transfer)
     // completed. Resubmitting it then left the close waiting for a
     // cancellation that never came.
     if (dev->shutdown_thread) {
-        dev->cancelled = 1;
+        mark_cancelled(dev);
         return;
     }
     // Completed, timed out, stalled or any other status: keep listening.
     if (libusb_submit_transfer(transfer) != 0) {
         dev->shutdown_thread = 1;
-        dev->cancelled = 1;
+        mark_cancelled(dev);
     }
 }
 
@@ -79,7 +86,7 @@ static void *read_thread(void *param)
     // then get -1 instead of waiting on a transfer that never runs.
     if (libusb_submit_transfer(dev->transfer) != 0) {
         dev->shutdown_thread = 1;
-        dev->cancelled = 1;
+        mark_cancelled(dev);
     }
 
     pthread_barrier_wait(&dev->barrier);
@@ -92,7 +99,7 @@ static void *read_thread(void *param)
     }
 
     libusb_cancel_transfer(dev->transfer);
-    while (!dev->cancelled)
+    while (!__atomic_load_n(&dev->cancelled, __ATOMIC_ACQUIRE))
         libusb_handle_events_completed(usb_context, &dev->cancelled);
 
     // Wake every reader: with the thread gone an empty queue means -1.
