@@ -22,8 +22,8 @@ constexpr double kVersion = 1.51;
 MainWindow *g_signWnd = nullptr;
 int g_rect[4];
 
-MainWindow::MainWindow(QWidget *parent)
-    : QMainWindow(parent), m_szMin(-1, -1), ui(new Ui::MainWindow)
+MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
+    : QMainWindow(parent, flags), m_szMin(-1, -1), ui(new Ui::MainWindow)
 {
     char banner[64];
     snprintf(banner, sizeof banner, "\n\t\t\t\tversion:%.2f", kVersion);
