@@ -155,9 +155,9 @@ public:
         avx2_ = haveAvx2();
         wide_ = haveAvx512();
         perm_ = C == 4 && wide_ && permutable();
-        // The permuting pass loads sixteen pixels from a group's first: room
-        // past the row's end (never read into an output).
-        v_.resize((size_t(n) + (perm_ ? kGroup : 0)) * C);
+        // The permuting pass loads 2 kGroup pixels from a group's first:
+        // room past the row's end (never read into an output).
+        v_.resize((size_t(n) + (perm_ ? 2 * kGroup : 0)) * C);
         if (perm_) {
             const size_t groups = fxs_.size() / kGroup;
             base_.resize(groups);
