@@ -46,8 +46,8 @@ int main(int argc, char *argv[])
         g_appPath = path;
 
     // A dialog-type window, given at construction: set on the finished
-    // window, the flags re-create its style for every widget of the form
-    // (about 3 ms of the start).
+    // window, the flags give every widget of the form a new style and
+    // polish it again.
     MainWindow window(nullptr, Qt::Dialog);
     window.show();
     return app.exec();
