@@ -20,8 +20,8 @@
 MainWindow *g_signWnd = nullptr;
 int g_rect[4];
 
-MainWindow::MainWindow(QWidget *parent)
-    : QMainWindow(parent), m_szMin(-1, -1), ui(new Ui::MainWindow)
+MainWindow::MainWindow(QWidget *parent, Qt::WindowFlags flags)
+    : QMainWindow(parent, flags), m_szMin(-1, -1), ui(new Ui::MainWindow)
 {
     char banner[] = "\n\t\t\t\tversion:" SP_VERSION;
     WriteLog(banner, 0);

@@ -32,7 +32,9 @@ class MainWindow : public QMainWindow
     Q_OBJECT
 
 public:
-    explicit MainWindow(QWidget *parent = nullptr);
+    // flags: the window's flags from the start; setting them after the
+    // form is built would polish all its widgets a second time.
+    explicit MainWindow(QWidget *parent = nullptr, Qt::WindowFlags flags = Qt::WindowFlags());
     ~MainWindow() override;
 
     // Appends one UTF-8 line to the list, selects it and scrolls to it.

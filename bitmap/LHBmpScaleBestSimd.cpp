@@ -23,6 +23,14 @@ bool haveAvx2()
     return yes;
 }
 
+bool haveAvx512()
+{
+    // SP_BITMAP_NO_AVX512 keeps to the AVX2 kernels (the tests run them too).
+    static const bool yes = haveAvx2() && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
+                            __builtin_cpu_supports("avx512vbmi") && !std::getenv("SP_BITMAP_NO_AVX512");
+    return yes;
+}
+
 namespace {
 
 #define LH_SSE41 __attribute__((target("sse4.1,ssse3")))

@@ -152,9 +152,26 @@ public:
         extraFx_ = fx;
         lo_ = xs_.empty() ? 0 : neg ? xs_.back() - 1 : 0;
         hi_ = xs_.empty() ? 0 : neg ? n : xs_.back() + 2;
-        v_.resize(size_t(n) * C);
         avx2_ = haveAvx2();
-        if (avx2_ && C == 4) {
+        wide_ = haveAvx512();
+        perm_ = C == 4 && wide_ && permutable();
+        // The permuting pass loads 2 kGroup pixels from a group's first:
+        // room past the row's end (never read into an output).
+        v_.resize((size_t(n) + (perm_ ? 2 * kGroup : 0)) * C);
+        if (perm_) {
+            const size_t groups = fxs_.size() / kGroup;
+            base_.resize(groups);
+            idx_.resize(groups * kGroup * 4);
+            fw_.resize(groups * kGroup * 4);
+            for (size_t g = 0; g < groups; ++g) {
+                const uint32_t* x = xs_.data() + g * kGroup;
+                base_[g] = neg ? x[kGroup - 1] - 1 : x[0];
+                for (size_t j = 0; j < kGroup * 4; ++j) {
+                    idx_[g * kGroup * 4 + j] = uint16_t((x[j / 4] - base_[g]) * 4 + j % 4);
+                    fw_[g * kGroup * 4 + j] = uint16_t(fxs_[g * kGroup + j / 4]);
+                }
+            }
+        } else if (avx2_ && C == 4) {
             // Per four outputs o..o+3: the weights of o, o+2, o+1, o+3, each
             // four times (the lane order of normalLine4).
             const size_t groups = fxs_.size() / 4;
@@ -182,12 +199,15 @@ public:
             for (; o + kPiece <= count; o += kPiece) {
                 const size_t need = (size_t(xs_[o + kPiece - 1]) + 2) * C;
                 if (i < need)
-                    i = normalBlendRows(a, b, v, i, std::min(end, need + 15), fy, stride);
+                    i = wide_ ? normalBlendRows512(a, b, v, i, std::min(end, need + 31), fy, stride)
+                              : normalBlendRows(a, b, v, i, std::min(end, need + 15), fy, stride);
                 if (i < need)
                     break; // the row's last few blends: below
-                normalLine4(v, xs_.data() + o, fw_.data() + o * 4, kPiece, dst + o * C, false, Swap);
+                horizontal(v, o, kPiece, dst);
             }
         }
+        if (wide_)
+            i = normalBlendRows512(a, b, v, i, end, fy, stride);
         if (avx2_)
             i = normalBlendRows(a, b, v, i, end, fy, stride);
 #ifdef __SSE2__
@@ -212,7 +232,7 @@ public:
             v[i] = uint16_t((a[i] * gy + b[i] * fy) >> 8);
 
         if (avx2_ && C == 4)
-            o += normalLine4(v, xs_.data() + o, fw_.data() + o * 4, count - o, dst + o * C, neg_, Swap);
+            o += horizontal(v, o, count - o, dst);
 #ifdef __SSE2__
         if (C == 4) {
             // One pixel per step: its blend and its neighbour's are eight
@@ -252,12 +272,38 @@ public:
     }
 
 private:
-    static constexpr size_t kPiece = 128; // a multiple of 4, the groups of fw_
+    static constexpr size_t kGroup = 8;   // outputs per group of normalLinePerm
+    static constexpr size_t kPiece = 128; // a multiple of 4 and 8, the groups of fw_
+
+    // Every group of kGroup outputs reads within 2 kGroup pixels (true for
+    // steps up to 2, every reduction to half size or more).
+    bool permutable() const
+    {
+        for (size_t o = 0; o + kGroup <= xs_.size(); o += kGroup)
+            if ((neg_ ? xs_[o] - xs_[o + kGroup - 1] + 1 : xs_[o + kGroup - 1] + 1 - xs_[o]) > 2 * kGroup - 1)
+                return false;
+        return true;
+    }
+
+    // The vector horizontal pass over n outputs from o (a multiple of kPiece
+    // or 0); returns how many it wrote.
+    size_t horizontal(const uint16_t* v, size_t o, size_t n, unsigned char* dst) const
+    {
+        if (perm_)
+            return normalLinePerm(v, base_.data() + o / kGroup, idx_.data() + o * 4, fw_.data() + o * 4, n,
+                                  dst + o * C, neg_, Swap);
+        return normalLine4(v, xs_.data() + o, fw_.data() + o * 4, n, dst + o * C, neg_, Swap);
+    }
+
     bool neg_;
     unsigned int n_;
     std::vector<uint32_t> xs_, fxs_;
-    std::vector<uint16_t> v_, fw_; // fw_: the weights of normalLine4, four per output
+    std::vector<uint16_t> v_, fw_; // fw_: the weights of normalLine4 or normalLinePerm, four per output
+    std::vector<uint32_t> base_;    // normalLinePerm: each group's first pixel
+    std::vector<uint16_t> idx_;     // and where its values lie from there
     bool avx2_;
+    bool wide_; // AVX-512
+    bool perm_; // the horizontal pass by normalLinePerm
     bool extra_;
     uint32_t extraFx_;
     uint32_t lo_, hi_;

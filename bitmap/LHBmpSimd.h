@@ -14,6 +14,8 @@ namespace lhbmp {
 bool haveSse41();
 // AVX2 present.
 bool haveAvx2();
+// AVX-512 with byte and word permutes (BW, VL, VBMI) present; implies AVX2.
+bool haveAvx512();
 
 // The reduction scan of one 32-bit row. Output o sums the source pixels
 // begin[o] .. close[o]-1 plus the carry of output o-1, weighs in pixel
@@ -67,6 +69,19 @@ size_t normalBlendRows(const unsigned char* a, const unsigned char* b, uint16_t*
 // (cur * (65536 - f) + next * f) >> 24. Returns how many outputs it wrote.
 size_t normalLine4(const uint16_t* v, const uint32_t* xs, const uint16_t* fw, size_t count, unsigned char* dst,
                    bool neg, bool swap);
+
+// normalBlendRows 32 bytes at a time (AVX-512).
+size_t normalBlendRows512(const unsigned char* a, const unsigned char* b, uint16_t* v, size_t i, size_t end,
+                          uint32_t fy, size_t ahead);
+
+// The horizontal pass in groups of eight outputs whose values lie within
+// the sixteen pixels from base[g] (AVX-512): idx holds per group the 32
+// word places of the current values counted from base[g] * 4, in output
+// order (the next value of each lies one pixel on, or back when neg); fw
+// the weights in output order, four times each. Same formula as
+// normalLine4. Returns how many outputs it wrote (whole groups).
+size_t normalLinePerm(const uint16_t* v, const uint32_t* base, const uint16_t* idx, const uint16_t* fw, size_t count,
+                      unsigned char* dst, bool neg, bool swap);
 
 } // namespace lhbmp
 
