@@ -3,10 +3,6 @@
 #include <QApplication>
 #include <QDateTime>
 #include <QString>
-#include <system_error>
-#include <thread>
-
-#include <fontconfig/fontconfig.h>
 
 #include "log/msglog.h"
 #include "log/writelog.h"
@@ -17,25 +13,12 @@ QString g_appPath;  // application directory, kept and never read
 
 int main(int argc, char *argv[])
 {
-    // fontconfig's set-up (its configuration files and font caches, about
-    // 3 ms) on a second thread while the application object starts; the
-    // form's first line edit would otherwise wait for it on the way to the
-    // first window. fontconfig's initialisation is thread-safe, and the
-    // thread is joined before any widget exists. Without a thread Qt loads
-    // it itself, as before.
-    std::thread fonts;
-    try {
-        fonts = std::thread([] { FcInit(); });
-    } catch (const std::system_error &) {
-    }
     timePoint = QDateTime::currentDateTime().toString("yyyyMMddHHmmss");
     // Before the application object, so that Qt's start-up messages go to
     // the message file too.
     qInstallMessageHandler(LogMsgOutput);
     QApplication app(argc, argv);
     ReSetLog();
-    if (fonts.joinable())
-        fonts.join();
 
     QString path = QString::fromLocal8Bit(QCoreApplication::applicationDirPath().toLocal8Bit());
     // The test looks at the global, still empty here, not at the local path:

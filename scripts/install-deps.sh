@@ -7,7 +7,7 @@ PACKAGES=(
   # build
   build-essential cmake ninja-build pkg-config git
   # libraries
-  qtbase5-dev qtbase5-dev-tools libusb-1.0-0-dev libfontconfig-dev
+  qtbase5-dev qtbase5-dev-tools libusb-1.0-0-dev
   # tests, benchmarks, fuzzing
   libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev
   umockdev libumockdev-dev libglib2.0-dev python3 python3-pil libpixman-1-dev
