@@ -47,7 +47,10 @@ protected:
 // the engine's ink too, or the stroke's copy of its surface brings the
 // strokes back); then a second Open (the image refilled without a repaint)
 // and a short stroke elsewhere, which must bring the whole refilled picture
-// to the screen, the earlier strokes gone.
+// to the screen, the earlier strokes gone. The dialog copies only the rows
+// a stroke call drew into, and all of the engine's surface after StartSign
+// and the clear area: either way its image is then the surface, byte for
+// byte (the surface's faint background included).
 TEST_F(OnTablet, InkOnScreenAsAWholeRepaint)
 {
     SignExtendDlg *dialog = probe.signDlg();
@@ -62,7 +65,7 @@ TEST_F(OnTablet, InkOnScreenAsAWholeRepaint)
         const bool drawn = QTest::qWaitFor(
             [&] { return inkNear(image, last.x(), last.y()) && WindowProbe::lastState(*dialog) == 0; }, 10000);
         dev.waitPacedDone();
-        return drawn;
+        return drawn && memcmp(image.constBits(), WindowProbe::surface(*dialog), size_t(image.sizeInBytes())) == 0;
     };
     emu::Stroke down, up, press, tick, dash;
     for (int i = 0; i <= 30; ++i) {

@@ -35,6 +35,7 @@ public:
 
     // The dialog's side.
     static QImage *image(SignExtendDlg &d) { return d.m_pImage; }
+    static unsigned int *surface(SignExtendDlg &d) { return d.m_pSurface; }
     static int lastState(SignExtendDlg &d) { return d.m_nLastState; }
 
 private:
