@@ -1,12 +1,8 @@
 // The display tablet's dialog on a desktop of several screens (a private
-// Xorg with the dummy driver; the layout comes from SP_SCREENS, the first
+// Xorg, started by with-xorg.sh with the layout of SP_SCREENS, the first
 // screen primary), the tablet from the emulator through real libusb.
-#include <QScreen>
-#include <thread>
-
 #include "emulator/tablet_protocol.h"
 #include "window_support.h"
-#include "xorg_display.h"
 
 namespace {
 
@@ -20,72 +16,53 @@ QVector<QSize> layout()
 
 class Screens : public ::testing::Test {
 protected:
-    static void SetUpTestSuite()
+    Screens()
     {
-        std::string why;
-        ASSERT_TRUE(xorg::start(layout(), why)) << why;
+        window.show();
+        probe.open();
     }
-    void SetUp() override
-    {
-        bed = std::make_unique<emu::Testbed>();
-        app();
-        ASSERT_EQ(QGuiApplication::screens().size(), layout().size());
-        beh = std::make_shared<emu::TabletBehaviour>(0x3101);
-        dev = &bed->add(emu::DeviceSpec::tabletPid(0x3101), beh);  // KV-A1: 56296 x 31667
-        window = std::make_unique<MainWindow>();
-        probe = std::make_unique<WindowProbe>(*window);
-        window->show();
-        probe->open();
-        ASSERT_NE(probe->signDlg(), nullptr);
-    }
-    void TearDown() override
-    {
-        window.reset();
-        bed.reset();
-    }
-    std::unique_ptr<emu::Testbed> bed;
-    std::shared_ptr<emu::TabletBehaviour> beh;
-    emu::Device *dev = nullptr;
-    std::unique_ptr<MainWindow> window;
-    std::unique_ptr<WindowProbe> probe;
+    emu::Testbed bed;
+    emu::Device &dev = bed.add(emu::DeviceSpec::tabletPid(0x3101), std::make_shared<emu::TabletBehaviour>(0x3101));
+    QApplication &application = app();  // KV-A1 above: 56296 x 31667
+    MainWindow window;
+    WindowProbe probe{window};
 };
 
 // By hand from the walk: with the primary first, the last screen is taken.
+// The image is as wide as the screen (a multiple of 4 here) and 50 rows short.
 TEST_F(Screens, DialogOnTheLastScreen)
 {
-    const QSize last = layout().last();
+    ASSERT_EQ(QGuiApplication::screens().size(), layout().size());
     int left = 0;
     for (int i = 0; i + 1 < layout().size(); ++i)
         left += layout()[i].width();
-    SignExtendDlg &dlg = *probe->signDlg();
-    EXPECT_TRUE(dlg.isVisible());
-    EXPECT_EQ(dlg.geometry(), QRect(QPoint(left, 0), last));
-    // The image is as wide as the screen (a multiple of 4 here) and 50 rows short.
-    EXPECT_EQ(WindowProbe::image(dlg)->size(), last - QSize(0, 50));
+    ASSERT_NE(probe.signDlg(), nullptr);
+    EXPECT_TRUE(probe.signDlg()->isVisible());
+    EXPECT_EQ(probe.signDlg()->geometry(), QRect(QPoint(left, 0), layout().last()));
+    EXPECT_EQ(WindowProbe::image(*probe.signDlg())->size(), layout().last() - QSize(0, 50));
 }
 
 // Tablet units for a pixel of the 1280x800 screen at x 1920: the dialog maps
 // x * 1280 / 56296 and y * 800 / 31667, truncating; these round up so that
 // the mapping gives the pixel back.
-emu::StrokeSample px(int lx, int ly, int pressure = 1200)
+emu::StrokeSample px(int lx, int ly)
 {
-    return {(lx * 56296 + 1279) / 1280, (ly * 31667 + 799) / 800, pressure};
+    return {(lx * 56296 + 1279) / 1280, (ly * 31667 + 799) / 800, 1200};
 }
 
 TEST_F(Screens, SigningInTheDialog)
 {
-    ASSERT_EQ(probe->signDlg()->geometry(), QRect(1920, 0, 1280, 800)) << "layout SP_SCREENS=1920x1080,1280x800";
+    ASSERT_EQ(probe.signDlg()->geometry(), QRect(1920, 0, 1280, 800)) << "layout SP_SCREENS=1920x1080,1280x800";
     emu::Stroke s;
-    s.interval = std::chrono::microseconds(2000);
     s.samples.push_back(px(100, 300));  // opens the stroke only
     for (int lx = 200; lx <= 300; lx += 20)
         s.samples.push_back(px(lx, 300));
     s.samples.push_back(px(350, 780));  // below the writing area, pen down
     for (int lx = 500; lx <= 600; lx += 20)
         s.samples.push_back(px(lx, 300));  // back: the stroke goes on
-    dev->pushPaced(emu::encodeStroke(0x3101, s), s.interval);
-    dev->waitPacedDone();
-    QImage &image = *WindowProbe::image(*probe->signDlg());
+    dev.pushPaced(emu::encodeStroke(0x3101, s), std::chrono::microseconds(2000));
+    dev.waitPacedDone();
+    QImage &image = *WindowProbe::image(*probe.signDlg());
     // The brush trails the last sample by a few pixels.
     ASSERT_TRUE(QTest::qWaitFor([&] { return !white(image, 560, 300); }, 10000));
     QTest::qWait(50);  // the lift report
@@ -95,8 +72,8 @@ TEST_F(Screens, SigningInTheDialog)
         EXPECT_TRUE(white(image, x, y)) << x << "," << y;
 
     // The pen pressed on the clear area (x 590..689, y 759..788) wipes it.
-    dev->pushPaced(emu::encodeStroke(0x3101, {{px(640, 775)}, s.interval}), s.interval);
-    dev->waitPacedDone();
+    dev.pushPaced(emu::encodeStroke(0x3101, {{px(640, 775)}, std::chrono::microseconds(2000)}), {});
+    dev.waitPacedDone();
     EXPECT_TRUE(QTest::qWaitFor([&] { return allWhite(image); }, 10000));
 }
 

@@ -1,11 +1,10 @@
 // Shared pieces of the window tests: a probe into the windows' members and
-// pixel checks of their images.
+// pixel checks of their images and of what the screen shows.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <QStandardItemModel>
-#include <QListView>
+#include <QScreen>
 
 #include "../support/qt_app.h"
 
@@ -20,7 +19,6 @@ public:
     explicit WindowProbe(MainWindow &w) : w_(w) {}
     Ui::MainWindow &ui() { return *w_.ui; }
     QImage *image() { return w_.m_pImage; }
-    unsigned int *surface() { return w_.m_pSurface; }
     SignExtendDlg *signDlg() { return w_.m_pSignDlg; }
     QWidget *box() { return w_.m_pDrawWidget; }
     int lastState() { return w_.m_nLastState; }
@@ -38,7 +36,6 @@ public:
     // The dialog's side.
     static QImage *image(SignExtendDlg &d) { return d.m_pImage; }
     static unsigned int *surface(SignExtendDlg &d) { return d.m_pSurface; }
-    static QRect screen(SignExtendDlg &d) { return d.m_rcScreen; }
     static int lastState(SignExtendDlg &d) { return d.m_nLastState; }
 
 private:
@@ -51,7 +48,6 @@ inline bool white(const QImage &image, int x, int y)
     return (image.pixel(x, y) & 0xFFFFFF) == 0xFFFFFF;
 }
 
-// Every pixel white.
 inline bool allWhite(const QImage &image)
 {
     for (int y = 0; y < image.height(); ++y)
@@ -59,4 +55,18 @@ inline bool allWhite(const QImage &image)
             if (!white(image, x, y))
                 return false;
     return true;
+}
+
+// The part `area` (all of it when empty) of a window as the screen shows it
+// (the offscreen screen's copy of its backing store) and as a repaint from
+// scratch draws it: equal unless some ink was never repainted.
+inline bool shownAsWholeRepaint(QWidget &window, QRect area = QRect())
+{
+    QTest::qWait(100);  // the last repaint
+    QCoreApplication::processEvents();
+    const QImage shown = QGuiApplication::primaryScreen()->grabWindow(window.winId()).toImage();
+    const QImage whole = window.grab().toImage();
+    if (area.isEmpty())
+        area = whole.rect();
+    return shown.convertToFormat(QImage::Format_RGB32).copy(area) == whole.convertToFormat(QImage::Format_RGB32).copy(area);
 }

@@ -1,35 +1,23 @@
 // The capture rules through the stand-in scanners: which frame the picture
 // shows, the picture's pixels and place, the calls that end a capture, and
 // closing the dialog in the middle of a frame.
-#include <unistd.h>
-
 #include <QElapsedTimer>
 
-#include "../log/private_tmp.h"
+#include "../support/private_tmp.h"
 #include "fpr_support.h"
 
 using namespace fprtest;
 
-namespace {
-
-struct Case {
-    const char *what;
-    int type;
-    std::string script;
-    int shown;   // stand-in frame the picture shows, worked out by hand
-    int pulled;  // frames delivered until the capture ended
-};
-
-} // namespace
-
 // Scores over 60 count; three counted frames are compared (strictly, the
 // earlier wins a tie) and the fourth ends the capture. A failed score ends a
 // bitmap capture at once with the best so far (or the frame at hand when
-// none counted yet) but is only a failed pass for the raw family.
+// none counted yet) but is only a failed pass for the raw family. `shown`:
+// the stand-in frame the picture shows, worked out by hand; `pulled`: frames
+// delivered until the capture ended.
 TEST(Capture, FrameChosenByQuality)
 {
     app();
-    const Case cases[] = {
+    const struct { const char *what; int type; std::string script; int shown, pulled; } cases[] = {
         {"61 counts", 0, "quality=61,62,63,64", 2, 4},
         {"60 does not count", 0, "quality=60,61,62,63", 3, 5},
         {"a tie keeps the earlier frame", 0, "quality=70,70,70,70", 0, 4},
@@ -46,7 +34,7 @@ TEST(Capture, FrameChosenByQuality)
         {"raw: 287 rows as they come", 1, "size=32x287", 2, 4},
         {"raw: 289 rows as they come", 1, "size=32x289", 2, 4},
     };
-    for (const Case &c : cases) {
+    for (const auto &c : cases) {
         SCOPED_TRACE(c.what);
         const bool raw = c.type > 0;
         Scanner scanner("delay=0;size=40x48;" + c.script);
@@ -55,26 +43,22 @@ TEST(Capture, FrameChosenByQuality)
         ASSERT_TRUE(workerGone(dlg));
         QApplication::processEvents();  // the queued rectangle
         EXPECT_EQ(shownFrame(raw, c.pulled), c.shown);
-        EXPECT_EQ(scanner.count(raw ? "ARAFPSCAN_CaptureRawData device 8" : "LIVESCAN_GetFPBmpData_Red"), c.pulled);
+        EXPECT_EQ(scanner.journal(raw ? "ARAFPSCAN_CaptureRawData device 8" : "LIVESCAN_GetFPBmpData_Red").size(),
+                  size_t(c.pulled));
         EXPECT_EQ(g_pFPBmpData, nullptr);
         EXPECT_EQ(g_pFPRawData, nullptr);
-
         // Half size, centred in the 300 wide dialog, 50 down: for 40 x 48
         // (140, 50)-(159, 73); for 32 wide (142, 50)-(157, h / 2 + 49).
         const int h = Fprimg ? Fprimg->height() : 0;
-        const QRect want = h == 48 ? QRect(QPoint(140, 50), QPoint(159, 73))
-                                   : QRect(QPoint(142, 50), QPoint(157, h / 2 + 49));
-        EXPECT_EQ(dlg.m_rcImage, want);
-
+        EXPECT_EQ(dlg.m_rcImage, h == 48 ? QRect(QPoint(140, 50), QPoint(159, 73))
+                                         : QRect(QPoint(142, 50), QPoint(157, h / 2 + 49)));
         // The worker closes the scanner it was given.
         const std::vector<std::string> calls = scanner.journal();
         ASSERT_GE(calls.size(), 2u);
-        const std::vector<std::string> tail(calls.end() - 2, calls.end());
         const std::string channel = c.script.find("channels=2") != std::string::npos ? "2" : "1";
-        const std::vector<std::string> closing =
-            raw ? std::vector<std::string>{"ARAFPSCAN_CloseDevice device", "ARAFPSCAN_GlobalFree"}
-                : std::vector<std::string>{"LIVESCAN_EndCapture " + channel, "LIVESCAN_Close"};
-        EXPECT_EQ(tail, closing);
+        const std::vector<std::string> closing = raw ? std::vector<std::string>{"ARAFPSCAN_CloseDevice device", "ARAFPSCAN_GlobalFree"}
+                                                     : std::vector<std::string>{"LIVESCAN_EndCapture " + channel, "LIVESCAN_Close"};
+        EXPECT_EQ(std::vector<std::string>(calls.end() - 2, calls.end()), closing);
     }
 }
 
@@ -84,7 +68,7 @@ TEST(Capture, FrameChosenByQuality)
 TEST(Capture, CloseDuringFrameDoesNotWaitForWorker)
 {
     app();
-    unlink("/tmp/PXSlateProbe.log");
+    logtest::takeTrace();
     Scanner scanner("size=40x48;quality=10;delay=3000");
     CapFingerDlg dlg;
     ASSERT_EQ(dlg.StartCapture(0), 1);
@@ -103,9 +87,7 @@ TEST(Capture, CloseDuringFrameDoesNotWaitForWorker)
     ASSERT_TRUE(workerGone(dlg));
     EXPECT_EQ(Fprimg, nullptr);
     EXPECT_EQ(scanner.journal().back(), "LIVESCAN_Close");
-    const std::string trace = logtest::readFile("/tmp/PXSlateProbe.log");
-    const size_t asked = trace.find(" EndCapture\n"), quit = trace.find(" FprThread quit\n");
-    EXPECT_NE(asked, std::string::npos);
-    EXPECT_NE(quit, std::string::npos);
-    EXPECT_LT(asked, quit);
+    const std::vector<std::string> trace = logtest::takeTrace();
+    const auto asked = std::find(trace.begin(), trace.end(), "EndCapture");
+    EXPECT_NE(std::find(asked, trace.end(), "FprThread quit"), trace.end());  // asked first
 }

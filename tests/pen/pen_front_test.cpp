@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <typeinfo>
 #include <vector>
 
 #include "brush/PXAirbrush.h"
@@ -77,86 +76,6 @@ TEST_F(Front, InitializeAndNullHandle) {
     EXPECT_EQ(rect[0], 7);
     EXPECT_EQ(GetSize(nullptr), 0.0f);
     EXPECT_EQ(DestroyEngine(nullptr), 0);
-}
-
-// The preset rows, copied from the brush table by hand (not from the engine):
-// sizes compare as stored floats; fade_step only where the row gives one.
-TEST_F(Front, PresetRows) {
-    void* h = Initialize(8, 6, buf.data());
-    PXBrushEngine* e = E(h);
-    const float unset = -1.0f;
-    // The smudge's spacing is given by its bits: a huge negative factor just
-    // short of -FLT_MAX, so the fixed 2.8 of min_spacing always wins.
-    const float smudge_spacing = [] {
-        const uint32_t bits = 0xFF7FFFEEu;
-        float f;
-        std::memcpy(&f, &bits, sizeof f);
-        return f;
-    }();
-    struct Row {
-        PXPaintBrush* b;
-        const std::type_info& cls;
-        const std::type_info& tip;
-        float size, min_size, opacity, min_opacity, spacing, min_spacing, fade, gamma;
-    } rows[] = {
-        {e->hard_erase, typeid(PXHardErase), typeid(PXFlatTipFunction), 16, 1, 1, 1, 0.2f, 0, unset, 1},
-        {e->felt_pen, typeid(PXFeltPen), typeid(PXDullAntiAliasingTipFunction), 24, 0, 0.7f, 0, 0.12f, 0, 2, 1},
-        {e->pencil, typeid(PXPencil), typeid(PXDullAntiAliasingTipFunction), 4, 0.1f, 1.58f, 0.3f, 0.2f, 0, unset, 2.5f},
-        {e->digital_airbrush, typeid(PXDigitalAirbrush), typeid(PXLinearTipFunction), 46, 1, 0.09f, 0, 0.1f, 0, 2, 1},
-        {e->graffiti_airbrush, typeid(PXGraffitiAirbrush), typeid(PXFlatTipFunction), 32, 0, 1, 0.4f, 0.12f, 0, 8, 1},
-        {e->fine_spray_airbrush, typeid(PXFineSprayAirbrush), typeid(PXDullTipFunction), 76, 1, 0.3f, 0, 0.12f, 0, 8, 1},
-        {e->soft_erase, typeid(PXSoftErase), typeid(PXFlatTipFunction), 16, 1, 0.2f, 0, 0.1f, 1, unset, 1},
-        {e->pen, typeid(PXPen), typeid(PXFlatTipFunction), 3, 0, 0.6f, 1, 0.12f, 1, unset, 1},
-        {e->dry_media, typeid(PXDryMedia), typeid(PXLinearTipFunction2), 7, 1, 0.8f, 0, 0.2f, 0, 2, 2.5f},
-        {e->new_mark_pen, typeid(PXNewMarkPen), typeid(PXFlatTipFunction), 24, 1, 0.5f, 0, 0.12f, 0, unset, 1},
-        {e->bristle_brush, typeid(PXBristleBrush), typeid(PXDullAntiAliasingTipFunction), 52, 0.05f, 1, 1, 0.2f, 0, 2, 1},
-        {e->old_crayon, typeid(PXOldCrayon), typeid(PXLinearTipFunction), 15, 0.5f, 0.58f, 0.3f, 0.2f, 0, 2, 1},
-        {e->fountain_pen, typeid(PXFountainPen), typeid(PXDullAntiAliasingTipFunction), 3, 0.1f, 0.6f, 1, 0.12f, 1, unset, 1},
-        {e->re_fountain_pen, typeid(PXReFountainPen), typeid(PXFlatTipFunction), 15, 0, 1, 0, 0.012f, 0, unset, 1},
-        {e->correct_pen, typeid(PXCorrectPen), typeid(PXFlatTipFunction), 15, 0, 1, 0, 0.12f, 0, unset, 1},
-        {e->smudge_brush, typeid(PXSmudgeBrush), typeid(PXLinearTipFunction), 32, 1, 1, 1, smudge_spacing, 2.8f, 2, 1},
-        {e->blur_brush, typeid(PXBlurBrush), typeid(PXLinearTipFunction), 32, 1, 0.2f, 0, 0.2f, 0, 2, 1},
-        {e->sharpen_brush, typeid(PXSharpenBrush), typeid(PXLinearTipFunction), 32, 1, 0.2f, 0, 0.2f, 0, 2, 1},
-        {e->pattern_brush_a, typeid(PXPatternBrush), typeid(PXDullAntiAliasingTipFunction), 52, 1, 1, 1, 0.02f, 0, unset, 1},
-        {e->pattern_brush_b, typeid(PXPatternBrush), typeid(PXDullAntiAliasingTipFunction), 52, 1, 1, 1, 0.02f, 0, unset, 1},
-    };
-    for (const Row& r : rows) {
-        ASSERT_NE(r.b, nullptr) << r.cls.name();
-        const PXPaintBrush& b = *r.b;
-        EXPECT_EQ(typeid(b), r.cls);
-        EXPECT_EQ(typeid(*b.tip), r.tip) << r.cls.name();
-        const float got[] = {b.size, b.min_size, b.opacity, b.min_opacity, b.spacing, b.min_spacing, b.pressure_gamma};
-        const float want[] = {r.size, r.min_size, r.opacity, r.min_opacity, r.spacing, r.min_spacing, r.gamma};
-        for (int i = 0; i < 7; ++i)
-            EXPECT_EQ(got[i], want[i]) << r.cls.name() << " field " << i;
-        if (r.fade != unset) {
-            EXPECT_EQ(b.fade_step, r.fade) << r.cls.name();
-        }
-        EXPECT_EQ(b.surface, e->stroke_surface);
-        const bool eraser = r.b == e->hard_erase || r.b == e->soft_erase;
-        EXPECT_EQ(b.color.b + b.color.g + b.color.r, eraser ? 765 : 0) << r.cls.name();
-        EXPECT_EQ(b.color.a, 255);
-        EXPECT_EQ(b.use_jitter, r.b == e->bristle_brush) << r.cls.name();
-    }
-    // The extras of single instances.
-    EXPECT_EQ(e->hard_erase->correct_level, 8);
-    EXPECT_EQ(e->soft_erase->correct_level, 8);
-    EXPECT_EQ(e->correct_pen->correct_level, 1);
-    EXPECT_EQ(e->pencil->grain, 1.0f);
-    EXPECT_EQ(e->dry_media->grain, 2.0f);
-    EXPECT_EQ(e->old_crayon->grain, 0.6f);
-    EXPECT_EQ(typeid(*e->felt_pen->tip_large), typeid(PXDullTipFunction));
-    EXPECT_EQ(e->felt_pen->tip_small, e->felt_pen->tip);
-    EXPECT_EQ(e->bristle_brush->dab_image, nullptr);
-    for (PXPaintBaseJitterAngle* b : {(PXPaintBaseJitterAngle*)e->smudge_brush, (PXPaintBaseJitterAngle*)e->blur_brush,
-                                      (PXPaintBaseJitterAngle*)e->sharpen_brush}) {
-        ASSERT_NE(b->dab_image, nullptr);
-        EXPECT_EQ(b->dab_image->width, 128);
-        EXPECT_EQ(b->dab_image->height, 128);
-    }
-    EXPECT_EQ(e->pattern_brush_a->pattern, nullptr);
-    EXPECT_EQ(e->pattern_brush_b->pattern, nullptr);
-    DestroyEngine(h);
 }
 
 // Style to member, the ink carried over (erasers included), and the size rules.
