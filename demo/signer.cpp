@@ -34,13 +34,21 @@ void Signer::stop()
 void Signer::run(std::vector<TimedReport> reports, std::chrono::steady_clock::time_point start)
 {
     bool complete = true;
+    // A hand that was held up (a busy machine) goes on at its own pace
+    // rather than sending what it missed in one burst, which a real pen
+    // never does and which overflows the reader's queue.
+    std::chrono::steady_clock::duration lag{};
     for (const TimedReport &r : reports) {
+        const auto due = start + r.at + lag;
         std::unique_lock<std::mutex> lock(m_);
-        if (cv_.wait_until(lock, start + r.at, [this] { return stopping_; })) {
+        if (cv_.wait_until(lock, due, [this] { return stopping_; })) {
             complete = false;
             break;
         }
         lock.unlock();
+        const auto late = std::chrono::steady_clock::now() - due;
+        if (late > std::chrono::milliseconds(2))
+            lag += late;
         // A closed device would keep the reports for its next open: stop
         // instead, the way a hand leaves a pad that went dark.
         if (!device_.claimed()) {
