@@ -12,7 +12,7 @@ list=${2:-tests/mutants.txt}
 filter=${3:-}
 caught=0 survived=0 skipped=0
 all_targets=""
-while IFS=$'\t' read -r regex file script what; do
+while IFS=$'\t' read -r -u 3 regex file script what; do
     [[ -z "$regex" || "$regex" == \#* ]] && continue
     if [[ -n "$filter" ]] && ! grep -qE -- "$filter" <<<"$regex	$file	$script	$what"; then
         continue
@@ -47,7 +47,7 @@ print(" ".join(sorted(names)))' "$build")
     git checkout -- "$file"
     [[ $verdict == SURVIVED ]] && survived=$((survived + 1)) || caught=$((caught + 1))
     echo "$verdict $file: $what"
-done < "$list"
+done 3< "$list"
 # Leave the build matching the sources again.
 [[ -n "$all_targets" ]] && cmake --build "$build" --target $all_targets -j2 >/dev/null 2>&1
 echo "caught $caught of $((caught + survived)) (skipped $skipped)"
