@@ -38,15 +38,9 @@ protected:
         g_uDevinfo_index = 11;  // a selected row keeps registration from opening a device
     }
     void TearDown() override { g_uDevinfo_index = -1; }
-    template <typename Event, typename Dispatch>
-    std::string dispatchOnce(Dispatch dispatch)
-    {
-        g_calls.clear();
-        dispatch(Event{});
-        return g_calls;
-    }
-    std::string touch() { return dispatchOnce<TOUCH_INFO>(disptchEvent); }
-    std::string multi() { return dispatchOnce<MULTITOUCH_INFO>(dispatchMultiEvent); }
+    // The callbacks' calls for one event.
+    std::string touch() { return g_calls.clear(), disptchEvent(TOUCH_INFO{}), g_calls; }
+    std::string multi() { return g_calls.clear(), dispatchMultiEvent(MULTITOUCH_INFO{}), g_calls; }
 };
 
 TEST_F(Callbacks, RegistrationAndDispatch)

@@ -19,10 +19,7 @@ std::string pathOf(emu::Device &dev)
 
 int count(struct hid_device_info *list)
 {
-    int n = 0;
-    for (; list != nullptr; list = list->next)
-        ++n;
-    return n;
+    return list == nullptr ? 0 : 1 + count(list->next);
 }
 
 emu::Bytes ramp(uint8_t first, size_t size)
