@@ -182,7 +182,12 @@ TEST(CheckTest, OnATerminalTheGridIsRedrawnInPlace)
 TEST(CheckTest, AllChecksEveryTablet)
 {
     Bed b;
-    emu::Device &display = b.bed->add(emu::DeviceSpec::tabletPid(0x8826), std::make_shared<emu::TabletBehaviour>(0x8826));
+    // The display's identity in its scrambled form carries three bytes of
+    // the id: 0x561234 is 5640756.
+    auto displayTablet = std::make_shared<emu::TabletBehaviour>(0x8826);
+    displayTablet->identity.pid = 0x561234;
+    displayTablet->scrambledCustomId = true;
+    emu::Device &display = b.bed->add(emu::DeviceSpec::tabletPid(0x8826), displayTablet);
     const std::string junit = testing::TempDir() + "check-all.xml";
     Child check({SP_CLI, "check", "--all", "--no-fingerprint", "--min-rate", "20", "--max-lost", "100", "--junit",
                  junit});
@@ -200,13 +205,13 @@ TEST(CheckTest, AllChecksEveryTablet)
     }
     EXPECT_EQ(check.wait(30), 0) << check.out;
     EXPECT_NE(check.out.find("PASS  KV-C1 serial 4660"), std::string::npos) << check.out;
-    EXPECT_NE(check.out.find("PASS  KV-B5 serial 4660"), std::string::npos) << check.out;
+    EXPECT_NE(check.out.find("PASS  KV-B5 serial 5640756"), std::string::npos) << check.out;
     EXPECT_NE(check.out.find("  keys         skipped  a display tablet has no keys"), std::string::npos);
     std::ifstream in(junit);
     std::stringstream xml;
     xml << in.rdbuf();
     EXPECT_NE(xml.str().find("<testsuite name=\"KV-C1 serial 4660\" tests=\"5\""), std::string::npos) << xml.str();
-    EXPECT_NE(xml.str().find("<testsuite name=\"KV-B5 serial 4660\" tests=\"5\" failures=\"0\" errors=\"0\" skipped=\"3\""),
+    EXPECT_NE(xml.str().find("<testsuite name=\"KV-B5 serial 5640756\" tests=\"5\" failures=\"0\" errors=\"0\" skipped=\"3\""),
               std::string::npos)
         << xml.str();
 }
