@@ -188,17 +188,21 @@ TEST(CheckTest, AllChecksEveryTablet)
     displayTablet->identity.pid = 0x561234;
     displayTablet->scrambledCustomId = true;
     emu::Device &display = b.bed->add(emu::DeviceSpec::tabletPid(0x8826), displayTablet);
+    // A 64-byte pad answers start mode with its second code, 0x09.
+    emu::Device &pad64 = b.bed->add(emu::DeviceSpec::tabletPid(0x8807), std::make_shared<emu::TabletBehaviour>(0x8807));
     const std::string junit = testing::TempDir() + "check-all.xml";
     Child check({SP_CLI, "check", "--all", "--no-fingerprint", "--min-rate", "20", "--max-lost", "100", "--junit",
                  junit});
     size_t from = 0;
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < 3; ++i) {
         ASSERT_TRUE(check.waitOut("pen: draw", 20, from)) << check.out << check.err;
         const size_t prompt = check.out.find("pen: draw", from);
         // The tablet under check is the one its heading names.
-        const bool pad = check.out.compare(check.out.rfind("check of ", prompt), 14, "check of KV-C1") == 0;
-        if (pad)
+        const std::string heading = check.out.substr(check.out.rfind("check of ", prompt), 14);
+        if (heading == "check of KV-C1")
             b.dev->pushPaced(scribble(), std::chrono::milliseconds(4));
+        else if (heading == "check of KV-C5")
+            pad64.pushPaced(scribble(0x8807), std::chrono::milliseconds(4));
         else
             display.pushPaced(scribble(0x8826), std::chrono::milliseconds(4));
         from = prompt + 1;
@@ -206,6 +210,7 @@ TEST(CheckTest, AllChecksEveryTablet)
     EXPECT_EQ(check.wait(30), 0) << check.out;
     EXPECT_NE(check.out.find("PASS  KV-C1 serial 4660"), std::string::npos) << check.out;
     EXPECT_NE(check.out.find("PASS  KV-B5 serial 5640756"), std::string::npos) << check.out;
+    EXPECT_NE(check.out.find("PASS  KV-C5 serial 4660"), std::string::npos) << check.out;
     EXPECT_NE(check.out.find("  keys         skipped  a display tablet has no keys"), std::string::npos);
     std::ifstream in(junit);
     std::stringstream xml;
