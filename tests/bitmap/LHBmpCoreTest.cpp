@@ -179,6 +179,10 @@ TEST(CLHBmp, ComposeAlpha)
     EXPECT_TRUE(g.compose_alpha(128));
     const unsigned char want8[5] = {100, 100, 100, 100, 200}; // 200*128/255 = 100.39
     EXPECT_EQ(0, std::memcmp(g.bits, want8, 5));
+    CLHBmp8 full(4, 1, 4); // alpha 255 leaves 255 as it is
+    std::memset(full.bits, 255, 4);
+    EXPECT_TRUE(full.compose_alpha(255));
+    EXPECT_EQ(full.bits[0], 255);
 
     // 32-bit: only byte 3, (a * (alpha + 1)) >> 8.
     const std::tuple<int, int> cases[] = {{255, 200}, {0, 0}, {127, 100}}; // 200*128>>8 = 100

@@ -113,6 +113,7 @@ TEST(CLHBmp, MaskAlphaAndClip)
     EXPECT_TRUE(s.bmp_clip_to(1, -1, &d));
     EXPECT_EQ(Grid(d), std::vector<int>({0, 0, 2, 3}));
     EXPECT_FALSE(s.bmp_clip_to(3, 0, &d));
+    EXPECT_FALSE(s.bmp_clip_to(0, 3, &d)); // no common row
     CLHBmp32 d32(2, 2);
     EXPECT_FALSE(s.bmp_clip_to(0, 0, &d32));
     EXPECT_FALSE(p.bmp_clip_to(0, 0, &d));

@@ -1,9 +1,14 @@
 // The judgement of the check's pen step: the lowest one-second report rate
 // while the pen is down, the grid over the writing area, the range and the
-// pressure.
+// pressure; and the smaller pieces of the command line beside it: options,
+// watch figures, the report files and the recording's trail.
 #include <gtest/gtest.h>
 
 #include "check_pen.h"
+#include "check_report.h"
+#include "options.h"
+#include "report_trail.h"
+#include "stats.h"
 
 namespace {
 
@@ -76,9 +81,83 @@ TEST(CheckPenTest, GridRangeAndPressureOnKvC1)
               "beyond the model's range: x 6145 y 10 beyond 0-6144, 0-8192; 2 reports lost by the reader's queue; "
               "the pen reached 4 of 16 cells");
 
+    // Up to maxLost lost reports are allowed; one more fails.
+    cli::PenLimits two;
+    two.maxLost = 2;
+    EXPECT_EQ(cli::penFailure(f, two, 2).find("lost"), std::string::npos);
+    EXPECT_NE(cli::penFailure(f, two, 3).find("3 reports lost"), std::string::npos);
+
     judge.event({0, 0, 0, 0, kKeyOk}, t);
     EXPECT_TRUE(judge.okSeen());
     EXPECT_FALSE(judge.keysDone());
+}
+
+TEST(OptionsTest, RefusesZeroSecondsAndValuesOnFlags)
+{
+    double v = -1;
+    EXPECT_FALSE(cli::parseSeconds("0", &v));
+    EXPECT_TRUE(cli::parseSeconds("0.5", &v));
+    EXPECT_EQ(v, 0.5);
+    struct Case {
+        std::vector<const char *> argv;
+        bool ok;
+    } cases[] = {
+        {{"watch", "--no-fingerprint"}, true},
+        {{"watch", "--no-fingerprint=x"}, false},
+        {{"watch", "--seconds=2"}, true},
+    };
+    for (const Case &c : cases) {
+        cli::Options o;
+        o.flag("--no-fingerprint");
+        o.value("--seconds");
+        std::string error;
+        EXPECT_EQ(o.parse(int(c.argv.size()), const_cast<char **>(c.argv.data()), &error), c.ok) << c.argv[1];
+    }
+}
+
+TEST(StatsTest, WholeRunRateAndRoundedShareOfRange)
+{
+    cli::Stats s;
+    // Three reports 10 ms apart: two gaps in 20 ms, 100 a second.
+    for (uint64_t ms : {0u, 10u, 20u})
+        s.arrival(ms * kMs);
+    s.event({0, 0, 0.5f, 1, 0});
+    s.event({6143, 8191, 0.5f, 1, 0});
+    const cli::Figures f = s.total();
+    EXPECT_DOUBLE_EQ(f.rateHz, 100);
+    // KV-C1's x 0-6144: 6143 of it is 99.98%, shown rounded as 100%.
+    const std::string text = cli::formatFigures(f, Dev_info_px[catalogueRowOfPid(0x8420)]);
+    EXPECT_NE(text.find("x 0-6143 of 0-6144 (100%)"), std::string::npos) << text;
+}
+
+TEST(CheckReportTest, NotRunCountsAsSkippedAndDeviceTextsEscaped)
+{
+    cli::TabletResult t;
+    t.model = "KV-C1";
+    t.serial = "a\"b";  // firmware and serial come from the device
+    t.firmware = "c\\d";
+    t.steps = {{"identity", cli::Verdict::Pass, "", 0, {}},
+               {"pen", cli::Verdict::Fail, "x", 0, {}},
+               {"keys", cli::Verdict::NotRun, "y", 0, {}}};
+    const std::string xml = cli::junitText({t}), json = cli::jsonText({t});
+    EXPECT_NE(xml.find("<testsuites name=\"slateprobe-cli check\" tests=\"3\" failures=\"1\" errors=\"0\" skipped=\"1\""),
+              std::string::npos) << xml;
+    EXPECT_NE(xml.find("value=\"a&quot;b\""), std::string::npos) << xml;
+    EXPECT_NE(json.find("\"firmware\": \"c\\\\d\""), std::string::npos) << json;
+}
+
+TEST(ReportTrailTest, FlushAfterTheReaderStoppedLosesNothing)
+{
+    cli::ReportTrail trail(0x8420);
+    trail.arm(true);
+    const unsigned char a[8] = {0x02, 0x01}, b[8] = {0x02, 0x02};
+    cli::ReportTrail::arrivalTap(a, sizeof a, &trail);
+    cli::ReportTrail::arrivalTap(b, sizeof b, &trail);
+    trail.flush(true);
+    const std::vector<cli::Received> ready = trail.takeReady();
+    ASSERT_EQ(ready.size(), 2u);
+    for (const cli::Received &r : ready)
+        EXPECT_EQ(r.comment.find("lost"), std::string::npos) << r.comment;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "replay.h"
 #include "signature.h"
+#include "tablet/catalogue.h"
 
 namespace {
 
@@ -105,4 +106,17 @@ TEST(DemoSignature, SharedTimeStamps)
     for (const auto &r : demo::replaySchedule(0x8420, s))
         at.push_back(int(r.at.count()));
     EXPECT_EQ(at, (std::vector<int>{0, 0, 8, 8}));
+}
+
+// On a display tablet the dialog clears with a strip at the bottom: a tall
+// signature, scaled to the height it may use, stays in the top 740 of 800.
+TEST(DemoSignature, StaysAboveTheClearStrip)
+{
+    const auto s = parse("0 0 0 0.5\n8 1 100 0.5\n");
+    for (uint16_t pid : {uint16_t(0x3101), uint16_t(0x3102)}) {
+        const DEV_INFO_PX &row = Dev_info_px[catalogueRowOfPid(pid)];
+        for (const auto &stroke : demo::placeSignature(pid, s))
+            for (const auto &p : stroke.samples)
+                EXPECT_LT(p.y, row.maxY * 740 / 800) << pid;
+    }
 }

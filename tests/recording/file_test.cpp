@@ -193,6 +193,21 @@ TEST(RecordingDescribe, OneReportInWords)
     EXPECT_EQ(hidrec::describe(0x3102, a2, 10), "x=258 y=772 pressure=0.2256 state=1 key=0");
     EXPECT_EQ(hidrec::describe(0x3102, leave, 10), "pen leaves");
     EXPECT_EQ(hidrec::describe(0x3102, a2, 8), "ignored (8 bytes)");
+
+    // Multi-touch, id 14: five fingers down (high bit of each 5-byte entry
+    // from byte 2), all at 0,0. Whole it is described; in the reader's two
+    // reads (10 bytes, then 42 put at byte 10) it is decoded.
+    uint8_t mt[52] = {14, 1};
+    for (int i = 0; i < 5; ++i)
+        mt[2 + 5 * i] = 0x80;
+    EXPECT_EQ(hidrec::describe(0x3102, mt, 52), "fingers=5 (0,0) (0,0) (0,0) (0,0) (0,0)");
+    std::vector<hidrec::Decoded> out;
+    hidrec::Decoder decoder(0x3102);
+    decoder.feed(1, mt, 10, &out);
+    decoder.feed(2, mt + 10, 42, &out);
+    ASSERT_EQ(out.size(), 1u);
+    EXPECT_TRUE(out[0].multi);
+    EXPECT_EQ(out[0].multiTouch.count, 5);
 }
 
 TEST(RecordingDecode, ListsTheEventsOfACleanFileOnly)

@@ -54,6 +54,8 @@ TEST(ReplayCli, PlaysIntoAVirtualTabletThatWatchReads)
     // watch shows the samples' X (0x1010, 0x1020) in its lines.
     EXPECT_NE(r.out.find("4112"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("4128"), std::string::npos) << r.out;
+    // A program ended by a signal: 128 + its number, as a shell reports it.
+    EXPECT_EQ(runCli({kGood, "--", "sh", "-c", "kill -TERM $$"}).status, 128 + 15);
     unlink(kGood);
 }
 

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -84,5 +85,23 @@ TEST(Quality, UnstampedBitmapScoredByRidges)
     }
     bmp[0] = 'X';
     EXPECT_EQ(score(bmp.data(), nullptr), 0);
+    dlclose(lib);
+}
+
+// Devices are numbered 0 to the count less one; the one past them refuses.
+TEST(AraTrust, OpensOnlyTheDevicesItCounts)
+{
+    void *lib = dlopen(SP_SCANNER_DIR "/libAraTrustFinger.so", RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(lib, nullptr) << dlerror();
+    auto init = reinterpret_cast<int (*)()>(dlsym(lib, "ARAFPSCAN_GlobalInit"));
+    auto count = reinterpret_cast<int (*)(int *)>(dlsym(lib, "ARAFPSCAN_GetDeviceCount"));
+    auto open = reinterpret_cast<int (*)(void **, int)>(dlsym(lib, "ARAFPSCAN_OpenDevice"));
+    unsetenv("SP_SCANNER");  // the default: one device
+    ASSERT_EQ(init(), 0);
+    int n = 0;
+    ASSERT_EQ(count(&n), 0);
+    void *handle = nullptr;
+    EXPECT_EQ(open(&handle, n), -1);
+    EXPECT_EQ(open(&handle, n - 1), 0);
     dlclose(lib);
 }
