@@ -159,6 +159,9 @@ private:
     enum class Ended { Done, TimeUp, Unplugged, Interrupted };
     template <typename Done, typename Status>
     Ended await(Session &session, Done done, Status status);
+    // Fails a step that an unplug (0) or Ctrl-C (-1) ended; 1 when it ran
+    // its course.
+    int endedEarly(StepResult &step, Ended ended);
 
     const DEV_INFO_PX &row_;
     const CheckSettings &settings_;
@@ -290,6 +293,19 @@ TabletCheck::Ended TabletCheck::await(Session &session, Done done, Status status
     }
 }
 
+int TabletCheck::endedEarly(StepResult &step, Ended ended)
+{
+    if (ended == Ended::Unplugged) {
+        end(step, Verdict::Fail, "unplugged");
+        return 0;
+    }
+    if (ended == Ended::Interrupted) {
+        end(step, Verdict::Fail, "interrupted");
+        return -1;
+    }
+    return 1;
+}
+
 int TabletCheck::pen(Session &session)
 {
     StepResult &step = begin("pen");
@@ -357,14 +373,8 @@ int TabletCheck::pen(Session &session)
                     {"longest gap ms", f.maxGapMs < 0 ? "null" : num(f.maxGapMs)},
                     {"beyond range", f.beyondRange ? jsonString(f.beyondWhat) : "null"},
                     {"lost", std::to_string(lost)}};
-    if (ended == Ended::Unplugged) {
-        end(step, Verdict::Fail, "unplugged");
-        return 0;
-    }
-    if (ended == Ended::Interrupted) {
-        end(step, Verdict::Fail, "interrupted");
-        return -1;
-    }
+    if (const int r = endedEarly(step, ended); r != 1)
+        return r;
     const std::string why = penFailure(f, settings_.limits, lost);
     if (!why.empty()) {
         end(step, Verdict::Fail, why);
@@ -415,14 +425,8 @@ int TabletCheck::keys(Session &session)
     console_.endStatus();
     const auto k = seen();
     step.figures = {{"re-sign", k.first ? "true" : "false"}, {"OK", k.second ? "true" : "false"}};
-    if (ended == Ended::Unplugged) {
-        end(step, Verdict::Fail, "unplugged");
-        return 0;
-    }
-    if (ended == Ended::Interrupted) {
-        end(step, Verdict::Fail, "interrupted");
-        return -1;
-    }
+    if (const int r = endedEarly(step, ended); r != 1)
+        return r;
     if (ended == Ended::TimeUp) {
         std::string missing = !k.first && !k.second ? "re-sign and OK" : !k.first ? "re-sign" : "OK";
         end(step, Verdict::Fail, "not pressed: " + missing);
